@@ -7,7 +7,7 @@
 namespace qklib::platform {
 // Wide text has one UTF-16 unit in each element, whatever the width of wchar_t. All of these convert the whole text,
 // zeros inside it too, work on any thread, and neither read nor change the locale of the process. False means that the
-// text cannot be converted; the result is then empty. `out` may be the storage of an earlier result, but not `text`.
+// text cannot be converted; the result is then empty.
 
 /// Code page 936 (GBK; 0x80 is the Euro sign) to UTF-16.
 QKLIB_API bool CodePageToUtf16(std::string const& text, std::wstring& out);

@@ -11,7 +11,7 @@ namespace qklib::platform {
 // found part by part (with several such, an exact part goes first, then byte order). Nothing is kept between calls.
 // A narrow path that does not name a file as code page 936 is tried as the bytes that lie on the disk.
 
-/// Whether there is a file that could be read from start to end: folders, pipes and devices do not count.
+/// Whether there is a file that has an end: folders, pipes and devices do not count.
 QKLIB_API bool FileExists(std::wstring const& path);
 QKLIB_API bool FileExists(std::string const& path);
 

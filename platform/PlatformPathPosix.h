@@ -1,0 +1,10 @@
+// PlatformPathPosix.h: from a path of ours to the bytes that name the file on disk. For the POSIX sources only.
+#pragma once
+
+#include <string>
+
+namespace qklib::platform {
+/// The name on disk of what is there under `path` by the rules of PlatformFile.h; empty if there is nothing.
+std::string FindOnDisk(std::wstring const& path);
+std::string FindOnDisk(std::string const& path);
+} // namespace qklib::platform
