@@ -32,8 +32,10 @@ inline std::string ToUpperAscii(std::string_view text) {
 inline std::string ToLowerNarrow(std::string_view text) {
     std::string lower(text);
     for (std::size_t i = 0; i < lower.size(); ++i) {
-        if (static_cast<unsigned char>(lower[i]) >= 0x81) ++i;
-        else lower[i] = ToLowerAscii(lower[i]);
+        if (static_cast<unsigned char>(lower[i]) >= 0x81)
+            ++i;
+        else
+            lower[i] = ToLowerAscii(lower[i]);
     }
     return lower;
 }
