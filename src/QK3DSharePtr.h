@@ -28,6 +28,8 @@ class CSceneNode;
 class CSubEntity;
 class CVertexDeclaration;
 class CViewport;
+
+using qklib::CSharePtr;
 } // namespace qk3d
 
 // The null pointer of each of these types exists once in the process, and a header can hold such a pointer with no

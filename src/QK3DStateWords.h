@@ -5,7 +5,7 @@
 #include <string_view>
 
 namespace qk3d {
-/// One word of a script and the value that it stands for. Words are upper case; scripts are read without regard to case.
+/// One word of a script and the value that it stands for. Words are upper case; scripts may write them in any case.
 struct StateWord {
     std::string_view word;
     std::uint32_t value;
