@@ -2,7 +2,7 @@
 #pragma once
 
 #include "QK3DExport.h"
-#include "QK3DResourcePtr.h"
+#include "QK3DResourceSharePtr.h"
 #include "QK3DSharePtr.h"
 #include "QK3DTypes.h"
 #include <map>

@@ -1,4 +1,4 @@
-// QK3DSamplerStateTable.inl: the one list of sampler states. Define ROW, then include this; it undefines ROW at its end.
+// QK3DSamplerStateTable.inl: the one list of sampler states. Define ROW, then include it; it undefines ROW at its end.
 // The rows stand in the order of the setters in CRenderSystem; the numbers are those of CSamplerState::EState.
 // The fourth column says how a script gives the value: each use puts its own prefix before it (Read, Print, ...).
 // The words are tables of QK3DStateWords.h.

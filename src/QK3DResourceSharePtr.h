@@ -1,4 +1,4 @@
-// QK3DResourcePtr.h: the counted handle through which everybody holds a resource.
+// QK3DResourceSharePtr.h: the counted handle through which everybody holds a resource.
 #pragma once
 
 #include "QK3DExport.h"
