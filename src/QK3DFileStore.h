@@ -68,28 +68,33 @@ protected:
     };
     using Block = std::unique_ptr<unsigned char, FreeBlock>;
 
-    /// The file as it is stored, in a block of our own with `spare` zero bytes behind it. Null, and 0 for `size`, if
-    /// there is no such file, it is empty, or it cannot be read whole.
-    virtual Block _ReadStored(wstring const& path, unsigned long long& size, unsigned long long spare) const = 0;
-
-    /// The size that _ReadStored gives, without reading.
+    /// The size of the file as it is stored; 0 if there is no such file.
     virtual unsigned long long _GetStoredSize(wstring const& path) const = 0;
+
+    /// Copies the file as it is stored into `buffer`, up to `size` bytes from its start. Returns how many it copied.
+    virtual unsigned long long _CopyStored(wstring const& path, unsigned char* buffer,
+                                           unsigned long long size) const = 0;
+
+    /// The file as it is stored, in a block of its own with `spare` zero bytes behind it. Null, and 0 for `size`, if
+    /// there is no such file, it is empty, or it cannot be read whole.
+    virtual Block _ReadStored(wstring const& path, unsigned long long& size, unsigned long long spare) const;
 
     /// A block of `size` + `spare` bytes, all zero; null if there is no such memory.
     static Block _AllocateBlock(unsigned long long size, unsigned long long spare);
 
-    /// The processor for the extension of `path`, or null. Not owned by the caller.
-    CFileDataProcessor* _FindProcessor(wstring const& path) const;
+    /// The processor for the extension of `path`, or null.
+    qklib::CSharePtr<CFileDataProcessor> _FindProcessor(wstring const& path) const;
 
     /// The size of the file as a reader sees it. Reads the file only if the processor has to see it.
-    unsigned long long _GetReadableSize(wstring const& path, CFileDataProcessor* processor) const;
+    unsigned long long _GetReadableSize(wstring const& path) const;
+
+    /// The whole file as a reader sees it, with `spare` zero bytes behind `size` bytes. Null if there is no such file,
+    /// it is empty, or it cannot be read; a processor that writes nothing gives a block with `size` 0.
+    Block _ReadReadable(wstring const& path, unsigned long long& size, unsigned long long spare) const;
 
     /// ReadFileAsBinary into a buffer for a file with a processor, the same in all stores.
     unsigned long long _DecodeIntoBuffer(wstring const& path, CFileDataProcessor& processor, unsigned char* buffer,
                                          unsigned long long size) const;
-
-    /// The whole file as a reader sees it, with `spare` zero bytes behind `size` bytes.
-    Block _ReadReadable(wstring const& path, unsigned long long& size, unsigned long long spare) const;
 
     std::map<wstring, qklib::CSharePtr<CFileDataProcessor>> m_processors; // by extension in lower case
 };

@@ -43,8 +43,8 @@ public:
     bool WriteDataToNewFile(wstring const& path, unsigned char const* data, unsigned long long size) override;
 
 protected:
-    Block _ReadStored(wstring const& path, unsigned long long& size, unsigned long long spare) const override;
     unsigned long long _GetStoredSize(wstring const& path) const override;
+    unsigned long long _CopyStored(wstring const& path, unsigned char* buffer, unsigned long long size) const override;
 
     std::map<wstring, MemFileInfo*> m_files; // owned
 

@@ -43,8 +43,9 @@ public:
     unsigned long long ReadFileAsBinary(wstring const& path, unsigned char** out) const override;
 
 protected:
-    Block _ReadStored(wstring const& path, unsigned long long& size, unsigned long long spare) const override;
     unsigned long long _GetStoredSize(wstring const& path) const override;
+    unsigned long long _CopyStored(wstring const& path, unsigned char* buffer, unsigned long long size) const override;
+    Block _ReadStored(wstring const& path, unsigned long long& size, unsigned long long spare) const override;
 
     std::set<wstring> m_resourceDirs;
 

@@ -10,6 +10,23 @@ namespace qk3d {
 /// flag says. The store keeps the archive open and never changes it.
 class QK3D_API CPackageFileSystem : public CFileStore {
 public:
+    /// What a file of the package is. Anything above 0 is there; only STORED and DEFLATED can be read.
+    enum EFileType {
+        FT_NONE = 0,     // no file: a folder, or an encrypted one
+        FT_STORED = 1,   // bytes as they are
+        FT_DEFLATED = 2, // packed by deflate
+        FT_OTHER = 3,    // packed in a way that we do not know
+    };
+
+    struct FileInfo {
+        unsigned long long m_offset = 0; // of its first byte in the package
+        unsigned long long m_size = 0;   // of the file itself
+        int m_type = FT_NONE;
+        unsigned int m_crc = 0;              // checksum of the file itself
+        unsigned long long m_packedSize = 0; // bytes it takes in the package
+        wstring m_name;                      // as the package spells it
+    };
+
     CPackageFileSystem();
     ~CPackageFileSystem() override;
 
@@ -34,23 +51,6 @@ public:
     bool MakeResourceAbsolutePath(wstring& path) const override;
 
 protected:
-    /// What a file of the package is. Anything above 0 is there; only STORED and DEFLATED can be read.
-    enum EFileType {
-        FT_NONE = 0,     // no file: a folder, or an encrypted one
-        FT_STORED = 1,   // bytes as they are
-        FT_DEFLATED = 2, // packed by deflate
-        FT_OTHER = 3,    // packed in a way that we do not know
-    };
-
-    struct FileInfo {
-        unsigned long long m_offset = 0; // of its first byte in the package
-        unsigned long long m_size = 0;   // of the file itself
-        int m_type = FT_NONE;
-        unsigned int m_crc = 0;              // checksum of the file itself
-        unsigned long long m_packedSize = 0; // bytes it takes in the package
-        wstring m_name;                      // as the package spells it
-    };
-
     /// The entry that a path leads to, or null.
     FileInfo* GetFileInfo(wstring const& path);
     FileInfo const* GetFileInfo(wstring const& path) const;
@@ -59,8 +59,8 @@ protected:
     /// `out` the size of whatever is there.
     unsigned long long GetFileData(wstring const& path, unsigned char** out) const;
 
-    Block _ReadStored(wstring const& path, unsigned long long& size, unsigned long long spare) const override;
     unsigned long long _GetStoredSize(wstring const& path) const override;
+    unsigned long long _CopyStored(wstring const& path, unsigned char* buffer, unsigned long long size) const override;
 
     wstring m_rootPath;                               // absolute path of the package
     qklib::_qkfstream<char>* m_packageFile = nullptr; // owned
@@ -68,8 +68,6 @@ protected:
 
 private:
     bool _MakeKey(wstring const& path, wstring& key) const;
-    char const* _ReadDirectory();
-    bool _ReadBytes(FileInfo const& file, unsigned char* out) const;
-    bool _Inflate(FileInfo const& file, unsigned char* out) const;
+    FileInfo const* _FindFile(wstring const& path) const;
 };
 } // namespace qk3d
