@@ -92,6 +92,7 @@ struct FixedState {
         std::array<std::uint32_t, 20> values = {}; // by CTextureState::EState; TRANSFORMMATRIX stands in `transform`
         Matrix transform = kIdentity;
         SamplerKind sampler = SamplerKind::None; // None: no texture is bound
+        bool srgb = false;                       // SRGBTEXTURE of the sampler: what is sampled is decoded
     };
 
     std::array<std::uint32_t, 104> render = {}; // by CRenderState::EState
@@ -110,7 +111,7 @@ struct FixedState {
 struct FrameBlock {
     Float4 viewport;              // left, top, 2 / width, 2 / height
     Float4 fogColour;
-    Float4 fog;                   // start, end, density, 1 / (end - start) or 0
+    Float4 fog;                   // start, end, density, 1 / (end - start) or a large number
     Float4 ambient;
     Float4 pointSize;             // size, smallest, largest, viewport height squared
     Float4 pointScale;            // a, b, c, unused
@@ -137,7 +138,7 @@ struct MaterialBlock {
     Float4 diffuse, ambient, specular, emissive;
     Float4 power;         // x
     Float4 textureFactor;
-    Float4 alphaTest;     // reference in 0..1, alpha levels (0: do not round), unused, unused
+    Float4 alphaTest;     // reference and alpha, both times the second number and rounded, unless it is 0
     std::array<Float4, kFixedStages> constants;
     std::array<Float4, kFixedStages> bumpMatrix;    // 00, 01, 10, 11
     std::array<Float4, kFixedStages> bumpLuminance; // scale, offset, unused, unused
@@ -155,7 +156,11 @@ void Fill(MaterialBlock& block, FixedState const& state);
 /// - clip space is that of the engine (depth 0 to 1, y up), the device has set GL_UPPER_LEFT and GL_ZERO_TO_ONE;
 /// - the half pixel between the two ideas of a pixel's centre is in the device's viewport, so shaders add nothing;
 /// - the vertex program writes `gl_ClipDistance[i]` for the bits of CLIPPLANEENABLE, and `gl_PointSize` for points;
-/// - stage n samples from texture unit n; the fragment program writes vec4 output 0.
+/// - stage n samples from texture unit n; the fragment program writes vec4 output 0;
+/// - coordinates of point sprites grow with the rows (GL_POINT_SPRITE_COORD_ORIGIN is GL_LOWER_LEFT here);
+/// - SRGBTEXTURE and SRGBWRITEENABLE are done by the fragment program, so the device leaves both out for it;
+/// - flat shading of colours takes both sides fixed: programs of the user's interpolate as they declare;
+/// - there is one world matrix, so the VERTEXBLEND states and the blend fields of a vertex are not looked at.
 class FixedFunctionShaders {
 public:
     FixedFunctionShaders();
