@@ -88,7 +88,7 @@ bool CopyInto(int target, std::string const& disk) {
 
 // Loads a copy made in `folder` under a name that nothing else has, and takes the copy away at once.
 LibraryHandle OpenCopyIn(std::string const& folder, std::string const& disk, bool& couldWrite) {
-    std::string const name = disk.substr(disk.rfind('/') + 1);
+    std::string const name = disk.substr(disk.rfind('/') + 1, 100); // a long one would leave no room for our addition
     std::string copy = folder + '/' + '.' + name + ".XXXXXX.so";
     Descriptor const target(mkostemps(copy.data(), 3, O_CLOEXEC));
     couldWrite = static_cast<bool>(target);

@@ -1,0 +1,269 @@
+// TextTest.cpp: the encodings of texts, and the joining of paths.
+#include "PlatformCodePage.h"
+#include "QK3DText.h"
+
+#include <clocale>
+#include <gtest/gtest.h>
+#include <random>
+
+using namespace qk3d;
+using namespace std::string_literals;
+namespace platform = qklib::platform;
+
+namespace {
+// A char-by-char literal of UTF-16 in the wide text of this platform, for "中文" and the like.
+wstring U16(char16_t const* text) { return {text, text + std::char_traits<char16_t>::length(text)}; }
+
+wstring Utf8(string const& bytes) {
+    return Utf8ToWide(reinterpret_cast<unsigned char const*>(bytes.data()), bytes.size());
+}
+
+bool IsUtf8(string const& bytes) {
+    return IsUtf8Text(reinterpret_cast<unsigned char const*>(bytes.data()), bytes.size());
+}
+
+string ToAnsi(string bytes) { return DecodeTextToAnsi(bytes.data(), bytes.size()); }
+
+wstring ToWide(string bytes) { return DecodeTextToWide(bytes.data(), bytes.size()); }
+} // namespace
+
+TEST(CodePage, EveryPairOfTheCodePageComesBack) {
+    int count = 0;
+    for (unsigned code = 0x8140; code <= 0xFEFF; ++code) {
+        string const pair = {static_cast<char>(code >> 8), static_cast<char>(code)};
+        wstring wide;
+        if (!platform::CodePageToUtf16(pair, wide)) continue;
+        string back;
+        ASSERT_TRUE(wide.size() == 1 && platform::Utf16ToCodePage(wide, back) && back == pair) << std::hex << code;
+        ++count;
+    }
+    EXPECT_EQ(count, 21791) << "the number of two-byte characters in the code page";
+}
+
+TEST(CodePage, RefusesWhatHasNoOtherForm) {
+    struct {
+        char const* what;
+        string narrow;
+    } const narrowRows[] = {
+        {"a lone lead byte", "ab\x81"},
+        {"0xFF", "\xFF\x41"},
+        {"a bad trail byte", "\xD6\x20"},
+        {"no character", "\xFE\x50"},
+    };
+    for (auto const& row : narrowRows) {
+        wstring wide = L"old";
+        EXPECT_FALSE(platform::CodePageToUtf16(row.narrow, wide)) << row.what;
+        EXPECT_TRUE(wide.empty()) << row.what;
+    }
+    for (wchar_t const unit : {wchar_t(0xD83D), wchar_t(0x0E01), wchar_t(0xFFFF), wchar_t(0x1F600)}) {
+        string narrow = "old";
+        EXPECT_FALSE(platform::Utf16ToCodePage(wstring(1, unit), narrow)) << std::hex << unsigned(unit);
+        EXPECT_TRUE(narrow.empty());
+    }
+    wstring wide;
+    ASSERT_TRUE(platform::CodePageToUtf16("\x80\xD6\xD0\0.\x90\x5C"s, wide))
+        << "Euro, a zero, and a backslash as trail";
+    EXPECT_EQ(wide, U16(u"\u20AC\u4E2D") + L'\0' + U16(u".\u603D"));
+}
+
+TEST(CodePage, Utf8IsStrictAndHasAllPlanes) {
+    std::mt19937 random(7);
+    wstring text;
+    for (int i = 0; i < 20000; ++i) {
+        unsigned const point = std::uniform_int_distribution<unsigned>(1, i % 2 ? 0x7FF : 0x10FFFF)(random);
+        if (point >= 0x10000) {
+            text += static_cast<wchar_t>(0xD800 + ((point - 0x10000) >> 10));
+            text += static_cast<wchar_t>(0xDC00 + (point & 0x3FF));
+        } else if (point < 0xD800 || point > 0xDFFF) {
+            text += static_cast<wchar_t>(point);
+        }
+    }
+    string bytes;
+    wstring back;
+    ASSERT_TRUE(platform::Utf16ToUtf8(text, bytes) && platform::Utf8ToUtf16(bytes, back));
+    EXPECT_TRUE(back == text);
+
+    for (string const& bad : {"\xC0\x80"s, "\xE0\x9F\xBF"s, "\xF0\x8F\xBF\xBF"s, "\xED\xA0\x80"s, "\xF4\x90\x80\x80"s,
+                              "\xE4\xB8"s, "a\x80"s, "\xFF"s, "\xE4\x41\x80"s})
+        EXPECT_FALSE(platform::Utf8ToUtf16(bad, back)) << testing::PrintToString(bad);
+    for (wstring const& bad :
+         {wstring(1, wchar_t(0xD800)), wstring(1, wchar_t(0xDC00)), U16(u"a\xD800z"), wstring(1, wchar_t(0x10000))})
+        EXPECT_FALSE(platform::Utf16ToUtf8(bad, bytes));
+}
+
+TEST(Text, NarrowAndWideEndAtTheFirstZeroAndLeaveTheLocaleAlone) {
+    string const before = setlocale(LC_ALL, nullptr);
+    EXPECT_EQ(AnsiToWide("\xD6\xD0\xCE\xC4", "chs"), U16(u"中文"));
+    EXPECT_EQ(AnsiToWide("ab\0cd"s, "chs"), L"ab");
+    EXPECT_EQ(WideToAnsi(U16(u"中a") + L'\0' + U16(u"b"), "chs"), "\xD6\xD0"
+                                                                  "a");
+    EXPECT_EQ(WideToAnsi(U16(u"a\xD83D\xDE00"), "chs"), "") << "no form in GBK, so nothing at all";
+    EXPECT_EQ(AnsiToWide("a\xFF", "chs"), L"");
+    EXPECT_EQ(AnsiToWide("", "chs"), L"");
+    EXPECT_EQ(before, setlocale(LC_ALL, nullptr));
+}
+
+TEST(Text, Utf8ToWideTakesThePlaneItKnowsAndStopsAsItAlwaysDid) {
+    struct {
+        char const* what;
+        string bytes;
+        wstring wide;
+    } const rows[] = {
+        {"nothing", "", L""},
+        {"only a mark", "\xEF\xBB\xBF", L""},
+        {"a mark is skipped", "\xEF\xBB\xBFx", L"x"},
+        {"two and three bytes", "a\xC3\xA9\xE4\xB8\xAD", U16(u"aé中")},
+        {"four bytes empty it", "abc\xF0\x9F\x98\x80", L""},
+        {"a stray following byte empties it", "abc\x80", L""},
+        {"two bytes cut off keep the rest", "abc\xC3", L"abc"},
+        {"two bytes gone wrong empty it", "abc\xC3(", L""},
+        {"three bytes cut off empty it", "abc\xE4\xB8", L""},
+        {"three bytes gone wrong keep the rest", "abc\xE4\xB8(d", L"abc"},
+        {"the last of three gone wrong too", "abc\xE4(\xAD", L"abc"},
+        {"up to a zero", "ab\0c"s, L"ab"},
+        {"an overlong zero is a zero",
+         "ab\xC0\x80"
+         "c",
+         L"ab"},
+    };
+    for (auto const& row : rows) EXPECT_EQ(Utf8(row.bytes), row.wide) << row.what;
+}
+
+TEST(Text, GuessesUtf8FromItsFirstCharacters) {
+    string const good = "\xE4\xB8\xAD";
+    struct {
+        char const* what;
+        string bytes;
+        bool isUtf8;
+    } const rows[] = {
+        {"nothing", "", false},
+        {"plain ASCII", "abc", false},
+        {"a mark", "\xEF\xBB\xBF", true},
+        {"one character", "abc\xC3\xA9", true},
+        {"the only one is cut off", "abc\xC3", false},
+        {"a good one, then a cut off one", "\xC3\xA9 \xE4\xB8", true},
+        {"four good ones, then a bad byte", good + good + good + good + "\xFF", false},
+        {"five good ones, then a bad byte", good + good + good + good + good + "\xFF", true},
+        {"a bad following byte", "\xC3\xA9\xC3(", false},
+        {"four bytes", "\xF0\x9F\x98\x80", false},
+        {"GBK", "\xD6\xD0\xCE\xC4", false},
+    };
+    for (auto const& row : rows) EXPECT_EQ(IsUtf8(row.bytes), row.isUtf8) << row.what;
+}
+
+TEST(Text, AFilesEncodingIsFoundFromItsBytes) {
+    string const gbk = "\xD6\xD0\xCE\xC4";
+    struct {
+        char const* what;
+        string bytes;
+        string ansi;
+        wstring wide;
+    } const rows[] = {
+        {"UTF-16 little", "\xFF\xFE\x2D\x4E\x87\x65", gbk, U16(u"中文")},
+        {"UTF-16 big", "\xFE\xFF\x4E\x2D\x65\x87", gbk, U16(u"中文")},
+        {"ends at a zero unit",
+         "\xFF\xFE"
+         "a\0\0\0b\0"s,
+         "a", L"a"},
+        {"half a unit at the end",
+         "\xFF\xFE"
+         "a\0b"s,
+         "ab", L"ab"},
+        {"UTF-8", "\xE4\xB8\xAD\xE6\x96\x87", gbk, U16(u"中文")},
+        {"GBK", gbk, gbk, U16(u"中文")},
+        {"plain ASCII", "abc", "abc", L"abc"},
+        {"ASCII to a zero", "ab\0c"s, "ab", L"ab"},
+        {"no mark, even", "a\0\xFF\0"s, "a", U16(u"a\u00FF")},
+        {"neither, odd",
+         "a\xFF"
+         "b",
+         "a\xFF"
+         "b",
+         L""},
+        {"a mark with zeros behind it", "\xFF\xFE\0\0"s, "\xFF\xFE", U16(u"\uFEFF")},
+        {"only a mark", "\xFF\xFE", "\xFF\xFE", U16(u"\uFEFF")},
+        {"only a big mark", "\xFE\xFF", "", L""},
+        {"nothing", "", "", L""},
+    };
+    for (auto const& row : rows) {
+        EXPECT_EQ(ToAnsi(row.bytes), row.ansi) << row.what;
+        EXPECT_EQ(ToWide(row.bytes), row.wide) << row.what;
+    }
+}
+
+TEST(Text, StringsOfScriptsBecomeNarrow) {
+    EXPECT_EQ(JsonToAnsi("\xE4\xB8\xAD"), "\xD6\xD0");
+    EXPECT_EQ(JsonToAnsi("\xD6\xD0"), "\xD6\xD0") << "narrow already";
+    EXPECT_EQ(JsonToAnsi("abc"), "abc");
+    EXPECT_EQ(JsonToAnsi("\xF0\x9F\x98\x80"), "") << "UTF-8 for certain, but not in GBK";
+    EXPECT_FALSE(IsSureUtf8("\xC1\xAA\xCD\xA8")) << "GBK that a lenient reader takes for UTF-8";
+    for (Json::Value const& value : {Json::Value(), Json::Value(5), Json::Value(Json::arrayValue)}) {
+        EXPECT_EQ(JsonToAnsi(value), "");
+        EXPECT_FALSE(IsSureUtf8(value));
+    }
+}
+
+TEST(Text, LowerCaseIsUnicodesWhateverTheLocale) {
+    wstring text = U16(u"ABCÄÉЖΩＡ中[\u0178");
+    ToLowerWide(text);
+    EXPECT_EQ(text, U16(u"abcäéжωａ中[\u00FF"));
+}
+
+TEST(Path, TheExtensionIsWhatStandsBehindTheLastDot) {
+    EXPECT_EQ(GetFileExtension(L"a.b.Tga", false), L"Tga");
+    EXPECT_EQ(GetFileExtension(L"a.b.Tga", true), L".Tga");
+    EXPECT_EQ(GetFileExtension(L"a", true), L"");
+    EXPECT_EQ(GetFileExtension(L"a.", false), L"");
+    EXPECT_EQ(GetFileExtension(L"a.b\\c", false), L"b\\c");
+}
+
+TEST(Path, JoinsAPathToItsBaseFolder) {
+    struct {
+        char const* base;
+        char const* path;
+        char const* joined; // null: refused
+    } const rows[] = {
+        {"C:\\a\\b\\", "x/y", "C:\\a\\b\\x\\y"},
+        {"C:\\a", " \t\r\nx\n ", "C:\\a\\x"},
+        {"C:\\a\\b", "..\\x", "C:\\a\\x"},
+        {"C:\\a\\b", "..\\..\\x", "C:\\a\\..\\x"}, // the system follows the second one
+        {"C:\\a\\b", "x..\\y", "C:\\a\\b\\x..\\y"},
+        {"C:\\a\\b", "..x\\y", "C:\\a\\b\\..x\\y"},
+        {"C:\\a\\b", "...\\y", "C:\\a\\b\\...\\y"},
+        {"C:\\a\\b", "..", "C:\\a"},
+        {"C:\\a\\b", "D:\\x", "D:\\x"},
+        {"C:\\a\\b", "D:/x", "D:\\x"},
+        {"C:\\a\\b", "\\x", "C:\\a\\b\\x"},
+        {"C:\\a\\b", "\\\\server/x", "\\\\server\\x"},
+        {"C:\\a\\b", "\\\\", "C:\\a\\b\\\\"},
+        {"C:\\", "x", "C:\\x"},
+        {"a", "..\\x", "a\\x"}, // nothing above it to climb to
+        {"/a/b", "x\\y", "/a/b/x/y"},
+        {"/a/b/", "..\\x", "/a/x"},
+        {"/a", "..\\x", "/x"},
+        {"/a", "..", "/"},
+        {"/", "x", "/x"},
+        {"/", "..", "/"},
+        {"C:\\a", "/x\\y", "/x/y"},
+        {"", "x", nullptr},
+        {"C:\\a", "", nullptr},
+        {"C:\\a", " \t\r\n", nullptr},
+    };
+    for (auto const& row : rows) {
+        string narrow = row.path;
+        EXPECT_EQ(ResolvePath(row.base, narrow, false), row.joined != nullptr) << row.base << " + " << row.path;
+        EXPECT_EQ(narrow, row.joined ? row.joined : row.path);
+        wstring wide = AnsiToWide(row.path, "chs");
+        EXPECT_EQ(ResolvePath(AnsiToWide(row.base, "chs"), wide, false), row.joined != nullptr);
+        EXPECT_EQ(WideToAnsi(wide, "chs"), narrow) << "both forms are one algorithm";
+    }
+    string character = "\x90\x5C/x"; // the second byte of the first character is a backslash
+    ResolvePath("C:\\\x90\x5C", character, false);
+    EXPECT_EQ(character, "C:\\\x90\x5C\\\x90\x5C\\x");
+    string notGbk = "\xFF/x";
+    EXPECT_TRUE(ResolvePath("/a", notGbk, false));
+    EXPECT_EQ(notGbk, "/a/\xFF/x");
+    string missing = " no such file";
+    EXPECT_FALSE(ResolvePath("/", missing, true));
+    EXPECT_EQ(missing, " no such file");
+}

@@ -1,0 +1,85 @@
+// TestPlugin.cpp: a plug-in that keeps a journal. KIND_... says what is wrong with this one.
+#include "TestPlugin.h"
+#include "QK3DPlugin.h"
+
+#include <stdexcept>
+
+#define EXPORT extern "C" __attribute__((visibility("default")))
+
+namespace {
+#if defined(KIND_Newer)
+constexpr int kVersion = 2;
+#else
+constexpr int kVersion = 1;
+#endif
+
+struct Instance {
+    PluginJournal* journal = nullptr;
+    int calls = 0;
+
+    void Note(char const* word) const {
+        if (journal) journal->words += word + std::to_string(kVersion) + ' ';
+    }
+    ~Instance() { Note("gone"); } // runs when the library leaves the process
+} g_instance;
+} // namespace
+
+#if defined(KIND_Needy)
+extern "C" int NeededNumber();
+#elif defined(KIND_Unresolved)
+extern "C" int NobodyHasThis();
+EXPORT int CallNobody() { return NobodyHasThis(); }
+#endif
+
+#if !defined(KIND_NoInit)
+EXPORT int InitPlugin(unsigned char const* data, int size) {
+    if (size == static_cast<int>(sizeof(PluginJournal*)))
+        g_instance.journal = *reinterpret_cast<PluginJournal* const*>(data);
+    g_instance.Note("init");
+#if defined(KIND_InitThrows)
+    throw std::runtime_error("this plug-in does not start");
+#elif defined(KIND_InitZero)
+    return 0;
+#elif defined(KIND_InitTwo)
+    return 2;
+#elif defined(KIND_Needy)
+    return NeededNumber() == 17 ? 1 : 0;
+#else
+    return 1;
+#endif
+}
+#endif
+
+#if !defined(KIND_NoRelease)
+EXPORT void ReleasePlugin() {
+    g_instance.Note("release");
+#if defined(KIND_ReleaseThrows)
+    throw 5;
+#endif
+}
+#endif
+
+#if !defined(KIND_NoObjects)
+EXPORT int GetObjectInfos(qk3d::PluginObjectInfo const** infos) {
+    static qk3d::PluginObjectInfo list[2];
+    list[0].name = "CTestLoader";
+    list[0].type = 4;
+#if defined(KIND_ObjectsThrow)
+    *infos = list;
+    throw std::runtime_error("no list today");
+#elif defined(KIND_ObjectsLie)
+    *infos = nullptr;
+    return 2;
+#else
+    *infos = list;
+    return ++g_instance.calls;
+#endif
+}
+#endif
+
+#if !defined(KIND_NoInfo)
+EXPORT void GetPluginInfo() {}
+#endif
+
+EXPORT int CountCalls() { return ++g_instance.calls; }
+EXPORT int GetVersion() { return kVersion; }

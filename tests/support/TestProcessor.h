@@ -1,0 +1,59 @@
+// TestProcessor.h: file processors for tests, good and bad.
+#pragma once
+
+#include "QK3DFileDataProcessor.h"
+#include <algorithm>
+#include <functional>
+#include <stdexcept>
+
+/// Writes every byte twice. It works in place too, from the end.
+class DoublingProcessor : public qk3d::CFileDataProcessor {
+public:
+    explicit DoublingProcessor(bool fromData) : m_fromData(fromData) {}
+
+    unsigned long long DecodeData(void const* in, unsigned long long inSize, void* out,
+                                  unsigned long long outSize) override {
+        ++m_decodes;
+        if (outSize < inSize * 2) return 0;
+        auto const from = static_cast<unsigned char const*>(in);
+        auto const to = static_cast<unsigned char*>(out);
+        for (unsigned long long i = inSize; i-- > 0;) to[2 * i] = to[2 * i + 1] = from[i];
+        return inSize * 2;
+    }
+    bool IsDecodedSizeFromData() override { return m_fromData; }
+    unsigned long long GetDecodedSize(void const* in, unsigned long long inSize) override {
+        return (in != nullptr) == m_fromData ? inSize * 2 : 0; // the bytes come if they were asked for
+    }
+
+    int m_decodes = 0;
+
+private:
+    bool m_fromData;
+};
+
+/// Passes bytes through, but for one fault.
+class BadProcessor : public qk3d::CFileDataProcessor {
+public:
+    enum Fault { ThrowsInSize, ThrowsInDecode, WroteTooMuch, Huge, Nothing, RemovesItself };
+
+    BadProcessor(Fault fault, bool fromData) : m_fault(fault), m_fromData(fromData) {}
+
+    unsigned long long DecodeData(void const* in, unsigned long long inSize, void* out,
+                                  unsigned long long outSize) override {
+        if (m_fault == ThrowsInDecode) throw std::runtime_error("cannot decode");
+        if (m_fault == RemovesItself) m_remove();
+        if (in != out) std::copy_n(static_cast<char const*>(in), std::min(inSize, outSize), static_cast<char*>(out));
+        return m_fault == WroteTooMuch ? ~0ull : inSize;
+    }
+    bool IsDecodedSizeFromData() override { return m_fromData; }
+    unsigned long long GetDecodedSize(void const*, unsigned long long inSize) override {
+        if (m_fault == ThrowsInSize) throw 1;
+        return m_fault == Huge ? ~0ull - 1 : m_fault == Nothing ? 0 : inSize;
+    }
+
+    std::function<void()> m_remove;
+
+private:
+    Fault m_fault;
+    bool m_fromData;
+};
