@@ -86,6 +86,8 @@ protected:
 
 private:
     void _ReleaseShader();
+
+    EType m_compiledType = GPT_NONE;
 };
 
 /// The values that a pass has for the parameters of one program. They are raw bytes, kept by parameter handle, and are

@@ -3,7 +3,6 @@
 
 #include "QK3DResource.h"
 #include "QK3DResourceManager.h"
-#include <memory>
 #include <vector>
 
 namespace qk3d {
@@ -43,8 +42,6 @@ public:
 
 protected:
     friend class CMaterial;
-
-    CPass* _Append(std::unique_ptr<CPass> pass);
 
     string m_name;
     CMaterial* m_parent;          // not owned
@@ -92,8 +89,6 @@ protected:
     bool _UnPrepareImpl() override;
     bool _LoadImpl() override;
     bool _UnloadImpl() override;
-
-    CTechnique* _Append(std::unique_ptr<CTechnique> technique);
 
     std::vector<CTechnique*> m_techniques; // owned
 };

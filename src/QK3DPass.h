@@ -50,9 +50,9 @@ public:
     bool IsAlpha() const { return m_isAlpha; }
 
     /// The lengths of the three lists.
-    unsigned int GetMaxTextureLevel() const { return m_textureLevel; }
-    unsigned int GetMaxTextureStateLevel() const { return m_textureStateLevel; }
-    unsigned int GetMaxSamplerStateLevel() const { return m_samplerStateLevel; }
+    unsigned int GetMaxTextureLevel() const { return static_cast<unsigned int>(m_textures.size()); }
+    unsigned int GetMaxTextureStateLevel() const { return static_cast<unsigned int>(m_textureStates.size()); }
+    unsigned int GetMaxSamplerStateLevel() const { return static_cast<unsigned int>(m_samplerStates.size()); }
 
     /// Empty leaves all render states at the baseline.
     _ResourceSharePtr<CRenderState>& GetRenderState() { return m_renderState; }
@@ -140,22 +140,19 @@ protected:
         mutable std::unique_ptr<CGPUProgramParamTable> table;
     };
 
+    void _ReadStages(Json::Value const& value);
     void _ReadStage(unsigned int stage, Json::Value const& value);
-    void _ClearStages();
 
     CTechnique* m_parent; // not owned
     string m_name;
     unsigned int m_index; // place in the technique at creation
-    unsigned int m_textureLevel = 0;
-    unsigned int m_textureStateLevel = 0;
-    unsigned int m_samplerStateLevel = 0;
     bool m_isAlpha = false;
     _ResourceSharePtr<CRenderState> m_renderState;
     TextureList m_textures;
     TextureStateList m_textureStates;
     SamplerStateList m_samplerStates;
-    ProgramSlot m_commProgram; // the three in this order, so that they go as vertex, pixel, comm
-    ProgramSlot m_pixelProgram;
     ProgramSlot m_vertexProgram;
+    ProgramSlot m_pixelProgram;
+    ProgramSlot m_commProgram;
 };
 } // namespace qk3d

@@ -39,8 +39,8 @@ public:
 
 /// A named object that is first prepared (its source has been found, and perhaps read) and then loaded (usable). This
 /// class keeps the state; subclasses supply the five hooks at its end. All work is done at once by the caller's
-/// thread. What a hook or a loader throws passes through, and the state is then that of a failure. Preparing,
-/// loading or unloading a resource from inside its own Load or Unload is refused with false.
+/// thread. What a hook or a loader throws passes through, and the state is then that of a failure. A hook or loader
+/// that asks the same resource for another step meanwhile gets false.
 class QK3D_API CResource : public qklib::ISerial {
 public:
     /// Looks nothing up yet. A loader that does not support the type is left out.
@@ -142,7 +142,8 @@ private:
     friend class CResourceManager;
 
     void _TakeData(void const* data, unsigned long long size);
-    bool _IsBusy() const { return m_loadingState == LOADSTATE_LOADING || m_loadingState == LOADSTATE_UNLOADING; }
+
+    bool m_isInHook = false;
 
     // All resources of a manager, in its table or not: those that outlive it have to hear that it is gone.
     CResource* m_previousOfManager = nullptr;

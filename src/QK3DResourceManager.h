@@ -6,6 +6,7 @@
 #include "QK3DSharePtr.h"
 #include "QK3DTypes.h"
 #include <map>
+#include <vector>
 
 namespace qk3d {
 class CFileSystem;
@@ -88,8 +89,8 @@ protected:
     /// does to this manager meanwhile; nothing happens if the table does not hold this very resource.
     void _DropResource(ResourceSharePtr const& resource, bool unload);
 
-    /// For a count below 1: destroys the resource and its counter, empties the handle, and erases the entry.
-    void _DestroyMiscounted(ResourceSharePtr const& resource);
+    /// Erases the entry of this very resource, if there is one, and nothing else.
+    void _EraseEntry(ResourceSharePtr const& resource);
 
     /// Erases the entry and moves `it` to the one that follows.
     void RemoveResourceAndEnumNext(ResourceIterator& it);
@@ -98,11 +99,18 @@ protected:
     ResourceMap m_resources; // each handle is one of the counted ones
 
 private:
+    class Held;
+
+    string _GenerateName() const;
+    void _DropAfter(ResourceSharePtr const& resource, bool (CResource::*lastStep)());
+    void _DestroyMiscounted(ResourceSharePtr const& resource);
+    std::vector<string> _GetResourceNames() const;
     ResourceIterator _FindEntry(ResourceSharePtr const& resource);
     void _ForgetFileSystem(CFileSystem const* fileSystem);
     void _Attach(CResource* resource);
     void _Detach(CResource* resource);
 
     CResource* m_firstOfAll = nullptr; // all resources that name this manager, not owned
+    bool m_isClosing = false;
 };
 } // namespace qk3d
