@@ -31,7 +31,8 @@ inline void Check(bool right, char const* what) {
 }
 
 /// Runs `once` twice to warm it up, then under the clock, and writes the allocations of one iteration beside the time.
-template <class F> void Measure(benchmark::State& state, F once) {
+template <class F>
+void Measure(benchmark::State& state, F once) {
     once();
     once();
     unsigned long long const before = AllocationCount();

@@ -28,7 +28,8 @@ struct Operands {
             Vector3 const axis(bench::Uniform(random, -1, 1), bench::Uniform(random, -1, 1), 1);
             float const angle = bench::Uniform(random, -3, 3);
             turns.push_back(QuatBuildRotationAxis(axis, angle));
-            matrices.push_back(MatBuildScale(1.5f, 0.5f, 2) * Matrix44(turns.back()) * MatBuildTranslation(1, 2, angle));
+            matrices.push_back(MatBuildScale(1.5f, 0.5f, 2) * Matrix44(turns.back()) *
+                               MatBuildTranslation(1, 2, angle));
             points.push_back(axis);
             angles.push_back(angle);
         }
@@ -36,7 +37,8 @@ struct Operands {
 };
 
 // Runs `operation(i)` a million times an iteration, i going round the operands.
-template <class F> void Operations(benchmark::State& state, F operation) {
+template <class F>
+void Operations(benchmark::State& state, F operation) {
     for (auto _ : state) {
         for (std::size_t i = 0; i < kOperations; ++i) operation(i % kOperands);
         benchmark::ClobberMemory();
@@ -97,7 +99,8 @@ void MulOfVectors(benchmark::State& state) {
     Operations(state, [&](std::size_t i) {
         float const* const a = in.matrices[i].m;
         float const* const b = in.matrices[kOperands - 1 - i].m;
-        __m128 const b0 = _mm_loadu_ps(b), b1 = _mm_loadu_ps(b + 4), b2 = _mm_loadu_ps(b + 8), b3 = _mm_loadu_ps(b + 12);
+        __m128 const b0 = _mm_loadu_ps(b), b1 = _mm_loadu_ps(b + 4), b2 = _mm_loadu_ps(b + 8),
+                     b3 = _mm_loadu_ps(b + 12);
         for (int row = 0; row < 4; ++row) {
             __m128 const r = _mm_loadu_ps(a + 4 * row);
             __m128 sum = _mm_mul_ps(_mm_shuffle_ps(r, r, 0x00), b0);

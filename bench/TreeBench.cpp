@@ -69,9 +69,9 @@ private:
 };
 
 void PerNode(benchmark::State& state) {
-    state.counters["ns/node"] = benchmark::Counter(static_cast<double>(state.range(0)) * 1e-9,
-                                                   benchmark::Counter::kIsIterationInvariantRate |
-                                                       benchmark::Counter::kInvert);
+    state.counters["ns/node"] =
+        benchmark::Counter(static_cast<double>(state.range(0)) * 1e-9,
+                           benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
 }
 
 void Changed(benchmark::State& state, Shape shape) {

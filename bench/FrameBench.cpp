@@ -1,0 +1,105 @@
+// FrameBench.cpp: whole frames of many entities, sorted and direct, and the sort of what is seen through.
+#include "Bench.h"
+#include "BenchStage.h"
+
+#include "QK3DEntity.h"
+#include "QK3DRenderQueue.h"
+#include "QK3DRenderableObject.h"
+#include <memory>
+#include <vector>
+
+namespace {
+using namespace qk3d;
+
+constexpr int kMaterials = 16;
+
+void PerEntity(benchmark::State& state) {
+    state.counters["ns/entity"] =
+        benchmark::Counter(static_cast<double>(state.range(0)) * 1e-9,
+                           benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
+}
+
+void Entities(benchmark::State& state, bool sorted) {
+    bench::Stage stage;
+    auto mesh = stage.MakeBox();
+    std::vector<_ResourceSharePtr<CMaterial>> materials;
+    for (int i = 0; i < kMaterials; ++i) materials.push_back(stage.MakeMaterial(i));
+
+    auto const count = static_cast<int>(state.range(0));
+    CSceneManager& scene = stage.GetScene();
+    for (int i = 0; i < count; ++i) {
+        std::string const name = std::to_string(i);
+        CEntity* const entity = scene.CreateEntity("CEntity", name);
+        entity->SetMesh(mesh);
+        entity->SetSubEntityMaterial(materials[static_cast<std::size_t>(i % kMaterials)]);
+        CSceneNode* const node = scene.GetRootSceneNode()->CreateChildSceneNode(
+            name, Vector3(static_cast<float>(i % 100), static_cast<float>(i / 100), 0), Quaternion::IDENTITY);
+        node->AttachMovableObject(entity);
+        stage.GetViewport().AddMovableObject(entity);
+    }
+    if (!sorted) stage.GetViewport().DisableSortRenderQueue();
+
+    stage.Frame();
+    stage.ResetCounts();
+    stage.Frame();
+    bench::Check(stage.DrawsOf() == static_cast<unsigned long long>(count), "draws of a frame");
+    bench::Measure(state, [&] { stage.Frame(); });
+    PerEntity(state);
+}
+
+// Drawn from back to front by a depth of its own.
+class SeenThrough : public CRenderableObject {
+public:
+    SeenThrough(CMaterial* material, CSubMesh* shape, float depth)
+        : m_material(material), m_shape(shape), m_depth(depth) {}
+    CTechnique* GetTechnique() override { return m_material->GetBestTechnique(); }
+    void GetWorldTransform(Matrix44* out) const override { *out = Matrix44::IDENTITY; }
+    float GetSquaredViewDepth(CCamera*, long long) const override { return m_depth; }
+    void GetRenderOperation(CRenderOperation& out) const override { m_shape->GetRenderOperation(out); }
+
+private:
+    CMaterial* m_material;
+    CSubMesh* m_shape;
+    float m_depth;
+};
+
+void Sorted(benchmark::State& state) {
+    bench::Stage stage;
+    auto const mesh = stage.MakeBox();
+    std::vector<_ResourceSharePtr<CMaterial>> materials;
+    for (int i = 0; i < kMaterials; ++i) materials.push_back(stage.MakeMaterial(i));
+    auto random = bench::MakeRandom();
+    std::vector<std::unique_ptr<SeenThrough>> objects;
+    for (int i = 0; i < state.range(0); ++i) {
+        CMaterial* const material = materials[static_cast<std::size_t>(i % kMaterials)];
+        objects.push_back(
+            std::make_unique<SeenThrough>(material, mesh->GetSubMesh(0), bench::Uniform(random, 0, 10'000)));
+    }
+
+    CQueueRenderableCollection queue(QSM_BACK_TO_FRONT);
+    CCamera* const camera = stage.GetScene().GetCamera("camera");
+    bench::Measure(state, [&] {
+        queue.Clear();
+        for (auto const& object : objects) {
+            queue.AddRenderablePass(object.get(), object->GetTechnique()->GetPass(0));
+        }
+        queue.Sort(camera, 1);
+        queue.Render(&stage.GetDevice(), 1);
+    });
+    float last = 1e9f;
+    for (std::size_t i = 0; i < queue.GetRenderablePassNum(); ++i) {
+        float const depth = queue.GetRenderablePass(i).renderable->GetSquaredViewDepth(camera, 1);
+        bench::Check(depth <= last, "order from back to front");
+        last = depth;
+    }
+    PerEntity(state);
+}
+
+void Sizes(benchmark::internal::Benchmark* workload) {
+    workload->Arg(1'000)->Arg(10'000)->Arg(50'000)->Unit(benchmark::kMicrosecond);
+}
+
+BENCHMARK_CAPTURE(Entities, opaque, true)->Name("frame/opaque")->Apply(Sizes);
+BENCHMARK_CAPTURE(Entities, direct, false)->Name("frame/direct")->Apply(Sizes);
+BENCHMARK(Sorted)->Name("frame/sorted")->Apply(Sizes);
+} // namespace
