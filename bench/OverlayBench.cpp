@@ -45,7 +45,7 @@ void Items(benchmark::State& state, bool moving) {
     frame();
     auto const items = static_cast<unsigned long long>(count);
     bench::Check(stage.DrawsOf() == items, "quads of a frame");
-    bench::Check(stage.DrawsOf("LockVertexBuffer") == (moving ? items : 0), "quads written in a frame");
+    bench::Check(stage.DrawsOf("LockBuffer") == (moving ? items : 0), "quads written in a frame");
     bench::Measure(state, frame);
     stage.GetWindow().RemoveAllOverlayItem();
     manager.DestroyAllOverlayItem();
