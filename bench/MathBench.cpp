@@ -130,6 +130,47 @@ void PointOfVectors(benchmark::State& state) {
     });
     benchmark::DoNotOptimize(out.data());
 }
+
+// With rows r0, r1, r2 the columns of the inverse are the cross products r1 x r2, r2 x r0, r0 x r1 over the determinant.
+__m128 Cross(__m128 a, __m128 b) {
+    __m128 const a1 = _mm_shuffle_ps(a, a, _MM_SHUFFLE(3, 0, 2, 1)), b1 = _mm_shuffle_ps(b, b, _MM_SHUFFLE(3, 0, 2, 1));
+    __m128 const c = _mm_sub_ps(_mm_mul_ps(a, b1), _mm_mul_ps(a1, b));
+    return _mm_shuffle_ps(c, c, _MM_SHUFFLE(3, 0, 2, 1));
+}
+
+void InverseOfVectors(benchmark::State& state) {
+    Operands const in;
+    std::vector<Matrix44> out(kOperands);
+    __m128 const keep = _mm_castsi128_ps(_mm_set_epi32(0, -1, -1, -1));
+    Operations(state, [&](std::size_t i) {
+        float const* const m = in.matrices[i].m;
+        __m128 const r0 = _mm_and_ps(_mm_loadu_ps(m), keep), r1 = _mm_and_ps(_mm_loadu_ps(m + 4), keep);
+        __m128 const r2 = _mm_and_ps(_mm_loadu_ps(m + 8), keep), t = _mm_loadu_ps(m + 12);
+        __m128 c0 = Cross(r1, r2), c1 = Cross(r2, r0), c2 = Cross(r0, r1), c3 = _mm_setzero_ps();
+        __m128 const products = _mm_mul_ps(r0, c0);
+        __m128 const sums = _mm_add_ss(
+            products, _mm_add_ss(_mm_shuffle_ps(products, products, 0x55), _mm_shuffle_ps(products, products, 0xAA)));
+        if (std::fabs(_mm_cvtss_f32(sums)) < 1.1920929e-7f) {
+            out[i].SetIdentity();
+            return;
+        }
+        __m128 const scale = _mm_shuffle_ps(_mm_div_ss(_mm_set_ss(1), sums), _mm_div_ss(_mm_set_ss(1), sums), 0);
+        _MM_TRANSPOSE4_PS(c0, c1, c2, c3);
+        c0 = _mm_mul_ps(c0, scale), c1 = _mm_mul_ps(c1, scale), c2 = _mm_mul_ps(c2, scale);
+        __m128 moved = _mm_mul_ps(_mm_shuffle_ps(t, t, 0x00), c0);
+        moved = _mm_add_ps(moved, _mm_mul_ps(_mm_shuffle_ps(t, t, 0x55), c1));
+        moved = _mm_add_ps(moved, _mm_mul_ps(_mm_shuffle_ps(t, t, 0xAA), c2));
+        _mm_storeu_ps(out[i].m, c0);
+        _mm_storeu_ps(out[i].m + 4, c1);
+        _mm_storeu_ps(out[i].m + 8, c2);
+        _mm_storeu_ps(out[i].m + 12, _mm_sub_ps(_mm_set_ps(1, 0, 0, 0), moved));
+    });
+    for (std::size_t i = 0; i < kOperands; ++i) {
+        Matrix44 const plain = in.matrices[i].GetInverse();
+        for (int k = 0; k < 16; ++k) bench::Check(std::fabs(plain[k] - out[i][k]) < 1e-4f, "the inverse by vectors");
+    }
+}
+BENCHMARK(InverseOfVectors)->Name("math/inverse/vectors");
 BENCHMARK(MulOfVectors)->Name("math/mul/vectors");
 BENCHMARK(PointOfVectors)->Name("math/point/vectors");
 #endif

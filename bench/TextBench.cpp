@@ -72,22 +72,32 @@ void ToNarrowInPieces(benchmark::State& state) {
     Bytes(state, kBytes);
 }
 
-// The library call with a descriptor that is kept, to 16-bit units, into a buffer that is there already.
-void OfLibrary(benchmark::State& state, bool pieces) {
+// The library call with a descriptor that is kept, from or to 16-bit units, into a buffer that is there already.
+void OfLibrary(benchmark::State& state, bool narrow, bool inPieces) {
     std::vector<string> texts = MakePieces(true);
-    if (!pieces) texts = {Join(texts)};
+    if (!inPieces) texts = {Join(texts)};
     std::vector<char> out(kBytes * 2 + 16);
-    iconv_t const descriptor = iconv_open("UTF-16LE", "CP936");
-    for (auto _ : state) {
+    auto const convert = [&out](iconv_t descriptor, string& text) {
+        char* from = text.data();
+        char* to = out.data();
+        std::size_t fromLeft = text.size(), toLeft = out.size();
+        bench::Check(iconv(descriptor, &from, &fromLeft, &to, &toLeft) == 0, "the library's conversion");
+        return out.size() - toLeft;
+    };
+    iconv_t const toUnits = iconv_open("UTF-16LE", "CP936");
+    iconv_t const toCodePage = iconv_open("CP936", "UTF-16LE");
+    if (narrow) {
         for (string& text : texts) {
-            char* from = text.data();
-            char* to = out.data();
-            std::size_t fromLeft = text.size(), toLeft = out.size();
-            bench::Check(iconv(descriptor, &from, &fromLeft, &to, &toLeft) == 0, "the library's conversion");
+            std::size_t const size = convert(toUnits, text);
+            text.assign(out.data(), size);
         }
+    }
+    for (auto _ : state) {
+        for (string& text : texts) convert(narrow ? toCodePage : toUnits, text);
         benchmark::ClobberMemory();
     }
-    iconv_close(descriptor);
+    iconv_close(toUnits);
+    iconv_close(toCodePage);
     Bytes(state, kBytes);
 }
 
@@ -105,8 +115,10 @@ BENCHMARK_CAPTURE(ToWide, whole, true)->Name("text/to-wide/whole");
 BENCHMARK(ToWideInPieces)->Name("text/to-wide/pieces");
 BENCHMARK(ToNarrow)->Name("text/to-narrow/whole");
 BENCHMARK(ToNarrowInPieces)->Name("text/to-narrow/pieces");
-BENCHMARK_CAPTURE(OfLibrary, whole, false)->Name("text/iconv/whole");
-BENCHMARK_CAPTURE(OfLibrary, pieces, true)->Name("text/iconv/pieces");
+BENCHMARK_CAPTURE(OfLibrary, whole, false, false)->Name("text/iconv/whole");
+BENCHMARK_CAPTURE(OfLibrary, pieces, false, true)->Name("text/iconv/pieces");
+BENCHMARK_CAPTURE(OfLibrary, narrowWhole, true, false)->Name("text/iconv/narrow/whole");
+BENCHMARK_CAPTURE(OfLibrary, narrowPieces, true, true)->Name("text/iconv/narrow/pieces");
 BENCHMARK_CAPTURE(ToWide, ascii, false)->Name("text/ascii");
 BENCHMARK(Copy)->Name("text/memcpy");
 } // namespace
