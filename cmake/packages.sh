@@ -1,4 +1,5 @@
 # packages.sh: what a task needs of packages.txt, and how it gets there. Sourced by ./run, ./test and .ci/run, which set
+# shellcheck shell=bash
 # `root` to the top of the repository first.
 
 # say TEXT...: what these scripts print about themselves; the same shape everywhere, on standard error.
