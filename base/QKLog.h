@@ -5,7 +5,7 @@
 #include "QKTypes.h"
 
 namespace qklib {
-enum ELogLevel {
+enum ELogLevel : unsigned int {
     LOG_DEBUG = 2,
     LOG_INFO = 4,    // the last line of a long-lived object
     LOG_WARNING = 8, // trouble with a resource or a script that the caller survives

@@ -9,7 +9,7 @@
 
 namespace qklib {
 /// How a CSharePtr lets go of its object. A value that is not listed leaves the object alone.
-enum EPtrReleaseMode {
+enum EPtrReleaseMode : unsigned int {
     PRM_DELETE = 0,       // delete, through the virtual destructor
     PRM_FREE = 1,         // free; no destructor runs
     PRM_DELETE_ARRAY = 2, // delete[]; the elements have to be of exactly the type T

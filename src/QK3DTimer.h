@@ -20,8 +20,8 @@ class CTimerAliveEvents;
 /// the time of that interval. What was called once is not called again when the clock goes back and forth.
 class QK3D_API CTimerEvent {
 public:
-    enum ETimerEventState { TES_UNSTART = 1, TES_ALIVE = 2, TES_DEAD = 3 };
-    enum ETimeSkipMode {
+    enum ETimerEventState : unsigned int { TES_UNSTART = 1, TES_ALIVE = 2, TES_DEAD = 3 };
+    enum ETimeSkipMode : unsigned int {
         TSM_CATCHUP = 1, // one call for each interval passed; so does any other value but TSM_SKIP
         TSM_SKIP = 2,    // one call a step, whatever the interval
     };
