@@ -2,8 +2,8 @@
 #pragma once
 
 #include "QK3DExport.h"
+#include "QK3DStateNames.h"
 #include "QK3DTypes.h"
-#include <map>
 #include <memory>
 
 namespace qk3d {
@@ -32,8 +32,8 @@ public:
         LM_DISCARD = 8192 ///< the old contents of the locked range need not survive
     };
 
-    /// Usage words of scripts. Filled and emptied by the two operations below.
-    static std::map<string, EUsage> stringUsageMap;
+    /// Usage words of scripts. They count between the two operations below, which the engine root calls.
+    static StateNameMap<7> stringUsageMap;
     static void InitStringUsageMap();
     static void ClearStringUsageMap();
 
@@ -58,19 +58,20 @@ public:
                           unsigned long long length, bool discardWholeBuffer);
     virtual void CopyData(CHardwareBuffer& source);
 
-    /// Brings the range of the running lock (in a restored device: of the last one) from the back-up to the device,
-    /// if the back-up was written since.
+    /// Brings the range of the running lock, without a lock everything, from the back-up to the device, if the
+    /// back-up was written since.
     virtual void UpdateFromBakBuffer();
 
-    /// Makes the buffer on the device; a buffer that is there already is released first.
+    /// Makes the buffer on the device; a buffer that is there already is released first. What its back-up holds by
+    /// then is brought to the device again.
     bool Create();
 
     /// Takes the buffer off the device. If the back-end refuses, it stays created and charged.
     void Release();
 
-    /// Gives access to `length` bytes at `offset`, until Unlock. Null while another lock runs, which is not
-    /// disturbed, and if the back-end refuses. What length 0 covers is the back-end's answer: for a buffer without a
-    /// back-up usually everything.
+    /// Gives access to `length` bytes at `offset`. Null while another lock runs, which is not disturbed, and if the
+    /// back-end refuses; the buffer counts as locked then too, until Unlock. What length 0 covers is the back-end's
+    /// answer: usually everything.
     void* Lock(unsigned long long offset, unsigned long long length, ELockMode mode);
     void Unlock();
 
@@ -92,6 +93,9 @@ protected:
     virtual bool _CreateImpl();
     virtual bool _ReleaseImpl();
 
+    /// A lock has ended, after _UnlockImpl; for what a derived class keeps of it.
+    virtual void _OnUnlock();
+
     void _OnCreate();
     void _OnRelease();
 
@@ -111,9 +115,16 @@ protected:
     unsigned long long m_lockLength = 0;
     ELockMode m_lockMode = LM_NORMAL; ///< of the last lock; survives Unlock
     bool m_isSuppressUpdate = false;  ///< a back-end sets it to keep UpdateFromBakBuffer from doing anything
+    bool m_isBakWritten = false;      ///< ever; the device can be filled from it
+    bool m_isLockEmpty = false;       ///< the back-end refused the lock, so it has nothing to unlock
+
+    bool HasBakBuffer() const { return m_useBakBuffer && m_bakBuffer; }
+    bool HasSameManager(CHardwareBuffer const& other) const { return m_manager == other.m_manager; }
 
 private:
     friend class CHardwareBufferManager;
+
+    bool IsInside(unsigned long long offset, unsigned long long length) const;
 
     std::shared_ptr<CHardwareBufferManager*> m_manager; // what it points at turns null when the manager goes
 };

@@ -26,7 +26,10 @@ public:
     void* Lock(unsigned long long offset, unsigned long long length, ELockMode mode);
 
     /// Ends the lock. What was written to a back-up goes to the device now.
-    void Unlock();
+    void Unlock() { CHardwareBuffer::Unlock(); }
+
+    /// As in the base, by rectangle.
+    void UpdateFromBakBuffer() override;
 
     /// The box of the running lock. Without one it is empty, and a line is logged.
     CPixelBox const& GetLockedBox() const;
@@ -88,8 +91,11 @@ public:
     float GetCorrectionV() const;
 
 protected:
-    /// Locks the whole surface through _LockBoxImpl and returns its data.
+    /// Locks the whole surface through _LockBoxImpl. The result lies `offset` bytes into its memory, rows with their
+    /// pitch; null for a range that leaves it.
     void* _LockImpl(unsigned long long offset, unsigned long long length, ELockMode mode) override;
+
+    void _OnUnlock() override;
 
     /// Make the surface from an image file; the back-end sets the sizes below, and may change format and filter.
     virtual bool _CreateFromFileImpl(string const& path) = 0;
@@ -114,5 +120,17 @@ protected:
     color m_colorKey;
     CBox m_lockedRange;
     CPixelBox m_lockedBox;
+
+private:
+    CBox WholeBox() const;
+    CHardwarePixelBuffer* PixelBakBuffer() const { return dynamic_cast<CHardwarePixelBuffer*>(m_bakBuffer); }
+    CPixelBox& Refuse();
+    unsigned int DivisorU() const;
+    unsigned int DivisorV() const;
+    template <class Fill>
+    bool CreateBy(Fill fill);
+    bool CanBlitFrom(CHardwarePixelBuffer const* source, bool& result) const;
+
+    CPixelBox m_refusedBox; // the answer to a refused lock, always empty
 };
 } // namespace qk3d

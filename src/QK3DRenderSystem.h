@@ -17,6 +17,7 @@ class CBox;
 class CGPUProgram;
 class CGPUProgramParamTable;
 class CHardwareBufferManager;
+class CKeepActive;
 class CPass;
 class CRenderOperation;
 class CRenderTarget;
@@ -179,8 +180,8 @@ public:
     /// Disables `stage` and all behind it.
     void DisableTexturesFrom(unsigned int stage);
 
-    /// Bind a program; an empty pointer unbinds. The one that is bound already is not sent again. False if the back-end
-    /// refuses; what was bound then stays on record.
+    /// Bind a program; an empty pointer unbinds. The one that is bound already is not sent again, unless it was compiled
+    /// anew. False if the back-end refuses; what was bound then stays on record.
     bool SetVertexShader(_ResourceSharePtr<CGPUProgram> const& program);
     bool SetPixelShader(_ResourceSharePtr<CGPUProgram> const& program);
     bool SetCommShader(_ResourceSharePtr<CGPUProgram> const& program);
@@ -193,7 +194,8 @@ public:
     void SetPixelShaderParamTable(CGPUProgramParamTable const* table);
     void SetCommShaderParamTable(CGPUProgramParamTable const* table);
 
-    /// Take the compiled form of a program off the device. Programs call them when they unload.
+    /// Take the compiled form of a program off the device, and unbind it first if it is bound. Programs call them when
+    /// they unload.
     void ReleaseVertexShader(CGPUProgram* program);
     void ReleasePixelShader(CGPUProgram* program);
     void ReleaseCommShader(CGPUProgram* program);
@@ -266,25 +268,35 @@ protected:
 
 private:
     friend class CGPUProgram;        // compiles itself
+    friend class CKeepActive;        // hears when what it remembers dies
     friend class CRenderTarget;      // says when its update ends, and when it or a viewport dies
     friend class CVertexDeclaration; // notes itself in m_vertexDeclarations
 
-    void RemoveTarget(std::map<string, CRenderTarget*>::iterator target);
+    using TargetIterator = std::map<string, CRenderTarget*>::iterator;
+
+    CRenderTarget* InsertTarget(CRenderTarget* target);
+    void RemoveTarget(TargetIterator entry);
+    void DeleteTarget(CRenderTarget* target);
+    void DeleteRemovedTargets();
     void ForgetTarget(CRenderTarget* target);
     void ForgetViewport(CViewport* viewport);
-    void DeleteRemovedTargets();
     void DropActiveState();
     void DropVertexDeclarations();
 
     unsigned int StageNum();
-    void ApplyPassTextures(CPass const& pass, unsigned int stageNum);
-    void ApplyPassSamplerStates(CPass const& pass, unsigned int stageNum);
-    void ApplyPassTextureStates(CPass const& pass, unsigned int stageNum);
+    void UnbindTextures(unsigned int first, unsigned int end);
+    void ApplyPassTextures(CPass const& pass);
+    void ApplyPassSamplerStates(CPass const& pass);
+    void ApplyPassTextureStates(CPass const& pass);
 
     bool m_isInFrame = false;
-    bool m_isDying = false; // the back-end's part is gone: the device is out of reach
-    std::map<string, CRenderTarget*>::iterator m_nextTarget = m_renderTargets.end(); // where the frame goes on
-    std::vector<CRenderTarget*> m_removedTargets; // owned; removed during their Update, deleted when it ends
-    std::set<CVertexDeclaration*> m_vertexDeclarations; // that this system has device objects of
+    bool m_isDying = false;                              // the back-end's part is gone: no call can reach it
+    TargetIterator m_nextTarget = m_renderTargets.end(); // where the frame goes on
+    std::vector<CRenderTarget*> m_removedTargets;        // owned; removed during their Update, deleted when it ends
+    CKeepActive* m_keepers = nullptr;                    // innermost first; they lie on the stack
+    std::set<CVertexDeclaration*> m_vertexDeclarations;  // that this system has device objects of
+    void* m_boundVertexShader = nullptr;                 // the handles that the device got for the active programs
+    void* m_boundPixelShader = nullptr;
+    void* m_boundCommShader = nullptr;
 };
 } // namespace qk3d

@@ -14,6 +14,7 @@
 namespace qk3d {
 class CBox;
 class CCamera;
+class CKeepActive;
 class COverlayItem;
 class CRenderSystem;
 class CTexture;
@@ -174,7 +175,8 @@ private:
 
     template <class... Range>
     CViewport* InsertViewport(CCamera* camera, short z, Range... range);
-    void DrawContents(long long time);
+    void DrawContents(long long time, CKeepActive* before);
+    void EndUpdate();
     void DeleteViewport(CViewport* viewport);
 
     bool m_isUpdating = false;

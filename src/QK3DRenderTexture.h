@@ -21,13 +21,22 @@ protected:
     /// Name, size and format come from the texture.
     CRenderTexture(CRenderSystem* renderSystem, _ResourceSharePtr<CTexture>& texture);
 
-    /// The texture is gone, or no longer drawn into by this target: lets go of it.
+    /// The texture is being destroyed: lets go of it.
     virtual void _NotifyTextureDestroy();
 
     /// The texture has a new pixel buffer, and is about to drop the one it has. The back-end binds its surface anew.
     virtual void _NotifyTextureLoad() = 0;
     virtual void _NotifyTextureUnload() = 0;
 
-    _ResourceSharePtr<CTexture> m_texture;
+    /// A handle that can also forget a texture whose count is no longer to be touched, since the texture dies.
+    class CTextureHandle : public _ResourceSharePtr<CTexture> {
+    public:
+        using _ResourceSharePtr<CTexture>::operator=;
+        void Forget() {
+            m_pointer = nullptr;
+            m_ref = nullptr;
+        }
+    };
+    CTextureHandle m_texture;
 };
 } // namespace qk3d

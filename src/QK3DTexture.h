@@ -5,7 +5,7 @@
 #include "QK3DHardwarePixelBuffer.h"
 #include "QK3DResource.h"
 #include "QK3DSharePtr.h"
-#include <map>
+#include "QK3DStateNames.h"
 
 namespace qk3d {
 class CRenderSystem;
@@ -31,8 +31,8 @@ public:
         TU_DEPTHSTENCIL = 1024
     };
 
-    /// Usage words of scripts. Filled and emptied by the two operations below.
-    static std::map<string, ETextureUsage> stringTextureUsageMap;
+    /// Usage words of scripts. They count between the two operations below, which the engine root calls.
+    static StateNameMap<10> stringTextureUsageMap;
     static void InitStringTextureUsageMap();
     static void ClearStringTextureUsageMap();
 
@@ -107,12 +107,15 @@ protected:
     bool _LoadImpl() override;
     bool _UnloadImpl() override;
 
+    static constexpr unsigned int AUTO_WIDTH = 1;
+    static constexpr unsigned int AUTO_HEIGHT = 2;
+
     /// The usage of a script word, which is trimmed and put in upper case in place. Unknown words give TU_DEFAULT.
     static ETextureUsage _StringToTextureUsage(string& name);
 
     unsigned int m_width = 0;
     unsigned int m_height = 0;
-    unsigned int m_autoSize = 3; ///< bit 1: the width comes from the image, bit 2: the height does
+    unsigned int m_autoSize = AUTO_WIDTH | AUTO_HEIGHT; ///< the sides that come from the image
     EPixelFormat m_pixelFormat = PF_UNKNOWN;
     ETextureUsage m_usage;
     bool m_useSystemMemory;
@@ -129,7 +132,8 @@ private:
 
     qklib::CSharePtr<CHardwarePixelBuffer> MakePixelBuffer();
     bool FillPixelBuffer();
-    void TakeSizeOf(CHardwarePixelBuffer const& buffer);
+    void TakeAutoSize(CHardwarePixelBuffer const& buffer);
+    void SetSide(unsigned int& side, unsigned int autoBit, unsigned int size);
     void MovePixels(CRenderSystem* renderSystem);
 };
 } // namespace qk3d

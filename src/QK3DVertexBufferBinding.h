@@ -9,7 +9,7 @@ namespace qk3d {
 
 class QK3D_API CVertexBufferBinding {
 public:
-    /// More streams than this are refused: the number comes from files, and a vector up to it is kept.
+    /// More streams than this are ignored: the number may come from a file, and room up to it is kept.
     static constexpr unsigned int kMaxSourceNum = 65536;
 
     CVertexBufferBinding();

@@ -8,6 +8,7 @@
 namespace qk3d {
 class CCamera;
 class CMovableObject;
+class CRenderSystem;
 class CRenderTarget;
 class CRenderableObject;
 
@@ -111,8 +112,8 @@ protected:
     RenderableObjectList m_renderableObjects; ///< not owned
 
 private:
-    void DrawSorted(long long time);
-    void DrawAtOnce(long long time);
+    void DrawSorted(CRenderSystem* renderSystem, long long time);
+    void DrawAtOnce(CRenderSystem* renderSystem, long long time);
 
     bool m_isUpdating = false;
     // Where the walk of Update goes next; kept in step by the removals.
