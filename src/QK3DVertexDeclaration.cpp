@@ -44,9 +44,9 @@ CVertexElement const* CVertexDeclaration::AddElement(unsigned short source, EVer
     if (m_totalSize + size > kMax || index == kMax) return nullptr; // no stream is longer than the whole
 
     std::unique_ptr<CVertexElement> element(new CVertexElement(source, offset, size, type, semantic, index));
-    m_elements.reserve(m_elements.size() + 1);
-    m_sourceSizes[source] = static_cast<unsigned short>(offset + size);
+    unsigned short& sourceSize = m_sourceSizes[source]; // the two steps that can throw come first
     m_elements.push_back(element.get());
+    sourceSize = static_cast<unsigned short>(offset + size);
     m_totalSize = static_cast<unsigned short>(m_totalSize + size);
     m_semanticCounts[semantic] = static_cast<unsigned short>(index + 1);
     ReleaseHardwareDeclaration();
