@@ -40,19 +40,19 @@ CHardwareBuffer::~CHardwareBuffer() { _OnRelease(); }
 CHardwareBufferManager* CHardwareBuffer::GetManager() const { return m_manager ? *m_manager : nullptr; }
 
 // Buffers that don't say how large they are leave the test to the back-end.
-bool CHardwareBuffer::IsInside(unsigned long long offset, unsigned long long length) const {
+bool CHardwareBuffer::_IsInside(unsigned long long offset, unsigned long long length) const {
     return m_requestSize == 0 || (offset <= m_requestSize && length <= m_requestSize - offset);
 }
 
 void CHardwareBuffer::ReadData(unsigned long long offset, unsigned long long length, void* dest) {
-    if (!dest || m_isLocked || !IsInside(offset, length)) return;
+    if (!dest || m_isLocked || !_IsInside(offset, length)) return;
     if (void const* const data = Lock(offset, length, LM_READONLY)) std::memcpy(dest, data, length);
     Unlock();
 }
 
 void CHardwareBuffer::WriteData(unsigned long long offset, unsigned long long length, void const* source,
                                 bool discardWholeBuffer) {
-    if (!source || m_isLocked || !IsInside(offset, length)) return;
+    if (!source || m_isLocked || !_IsInside(offset, length)) return;
     if (void* const data = Lock(offset, length, discardWholeBuffer ? LM_DISCARD : LM_NORMAL))
         std::memcpy(data, source, length);
     Unlock();
@@ -60,7 +60,7 @@ void CHardwareBuffer::WriteData(unsigned long long offset, unsigned long long le
 
 void CHardwareBuffer::CopyData(CHardwareBuffer& source, unsigned long long sourceOffset, unsigned long long destOffset,
                                unsigned long long length, bool discardWholeBuffer) {
-    if (source.m_isLocked || !source.IsInside(sourceOffset, length)) return;
+    if (source.m_isLocked || !source._IsInside(sourceOffset, length)) return;
     if (void const* const data = source.Lock(sourceOffset, length, LM_READONLY))
         WriteData(destOffset, length, data, discardWholeBuffer);
     source.Unlock();
@@ -71,7 +71,7 @@ void CHardwareBuffer::CopyData(CHardwareBuffer& source) {
 }
 
 void CHardwareBuffer::UpdateFromBakBuffer() {
-    if (!HasBakBuffer() || !m_isBakDirty || m_isSuppressUpdate) return;
+    if (!_HasBakBuffer() || !m_isBakDirty || m_isSuppressUpdate) return;
     unsigned long long const offset = m_isLocked ? m_lockOffset : 0;
     unsigned long long const length = m_isLocked ? m_lockLength : m_requestSize;
 
@@ -105,7 +105,7 @@ void CHardwareBuffer::Release() {
 void* CHardwareBuffer::Lock(unsigned long long offset, unsigned long long length, ELockMode mode) {
     if (m_isLocked) return nullptr;
     void* data;
-    if (HasBakBuffer()) {
+    if (_HasBakBuffer()) {
         if (mode != LM_READONLY) m_isBakDirty = m_isBakWritten = true;
         data = m_bakBuffer->Lock(offset, length, mode);
     } else {
@@ -121,7 +121,7 @@ void* CHardwareBuffer::Lock(unsigned long long offset, unsigned long long length
 
 void CHardwareBuffer::Unlock() {
     if (!m_isLocked) return;
-    if (HasBakBuffer()) {
+    if (_HasBakBuffer()) {
         m_bakBuffer->Unlock();
         UpdateFromBakBuffer();
     } else if (!m_isLockEmpty) {

@@ -118,13 +118,13 @@ protected:
     bool m_isBakWritten = false;      ///< ever; the device can be filled from it
     bool m_isLockEmpty = false;       ///< the back-end refused the lock, so it has nothing to unlock
 
-    bool HasBakBuffer() const { return m_useBakBuffer && m_bakBuffer; }
-    bool HasSameManager(CHardwareBuffer const& other) const { return m_manager == other.m_manager; }
+    bool _HasBakBuffer() const { return m_useBakBuffer && m_bakBuffer; }
+    bool _HasSameManager(CHardwareBuffer const& other) const { return m_manager == other.m_manager; }
 
 private:
     friend class CHardwareBufferManager;
 
-    bool IsInside(unsigned long long offset, unsigned long long length) const;
+    bool _IsInside(unsigned long long offset, unsigned long long length) const;
 
     std::shared_ptr<CHardwareBufferManager*> m_manager; // what it points at turns null when the manager goes
 };

@@ -62,12 +62,12 @@ CHardwarePixelBuffer::CHardwarePixelBuffer(CHardwareBufferManager* manager, unsi
 
 unsigned long long CHardwarePixelBuffer::GetUnitSizeInBytes() const { return GetPixelFormatBytes(m_pixelFormat); }
 
-CBox CHardwarePixelBuffer::WholeBox() const {
+CBox CHardwarePixelBuffer::_WholeBox() const {
     return CBox(0, 0, static_cast<int>(std::min(m_width, kMaxSide)), static_cast<int>(std::min(m_height, kMaxSide)));
 }
 
 // Callers may write to the box they get, so it is emptied each time.
-CPixelBox& CHardwarePixelBuffer::Refuse() {
+CPixelBox& CHardwarePixelBuffer::_Refuse() {
     m_refusedBox = CPixelBox();
     return m_refusedBox;
 }
@@ -77,11 +77,11 @@ CPixelBox& CHardwarePixelBuffer::Lock(CBox const& box, ELockMode mode) {
     bool const isInside = box.x >= 0 && box.y >= 0 && box.width >= 0 && box.height >= 0 &&
                           static_cast<long long>(box.x) + box.width <= static_cast<long long>(m_width) &&
                           static_cast<long long>(box.y) + box.height <= static_cast<long long>(m_height);
-    if (m_isLocked || !isInside) return Refuse();
+    if (m_isLocked || !isInside) return _Refuse();
 
-    if (HasBakBuffer()) {
-        CHardwarePixelBuffer* const bak = PixelBakBuffer();
-        if (!bak) return Refuse();
+    if (_HasBakBuffer()) {
+        CHardwarePixelBuffer* const bak = _PixelBakBuffer();
+        if (!bak) return _Refuse();
         if (mode != LM_READONLY) m_isBakDirty = m_isBakWritten = true;
         m_lockedBox = bak->Lock(box, mode);
     } else {
@@ -96,11 +96,11 @@ CPixelBox& CHardwarePixelBuffer::Lock(CBox const& box, ELockMode mode) {
 
 void* CHardwarePixelBuffer::Lock(unsigned long long, unsigned long long, ELockMode mode) {
     if (m_isLocked) return nullptr;
-    return Lock(WholeBox(), mode).m_data;
+    return Lock(_WholeBox(), mode).m_data;
 }
 
 void* CHardwarePixelBuffer::_LockImpl(unsigned long long offset, unsigned long long length, ELockMode mode) {
-    m_lockedBox = _LockBoxImpl(WholeBox(), mode);
+    m_lockedBox = _LockBoxImpl(_WholeBox(), mode);
     if (!m_lockedBox.m_data) return nullptr;
     unsigned long long const size = static_cast<unsigned long long>(m_height) * m_lockedBox.m_rowPitch;
     if (offset <= size && length <= size - offset) return static_cast<unsigned char*>(m_lockedBox.m_data) + offset;
@@ -118,9 +118,9 @@ void CHardwarePixelBuffer::_OnUnlock() {
 }
 
 void CHardwarePixelBuffer::UpdateFromBakBuffer() {
-    CHardwarePixelBuffer* const bak = HasBakBuffer() ? PixelBakBuffer() : nullptr;
+    CHardwarePixelBuffer* const bak = _HasBakBuffer() ? _PixelBakBuffer() : nullptr;
     if (!bak || !m_isBakDirty || m_isSuppressUpdate) return;
-    CBox const whole = WholeBox();
+    CBox const whole = _WholeBox();
     CBox const range = m_isLocked && !m_lockedRange.IsBoxEmpty() ? m_lockedRange : whole;
     CPixelBox const from = bak->_LockBoxImpl(range, LM_READONLY);
     if (!from.m_data) return;
@@ -139,7 +139,7 @@ CPixelBox const& CHardwarePixelBuffer::GetLockedBox() const {
 }
 
 template <class Fill>
-bool CHardwarePixelBuffer::CreateBy(Fill fill) {
+bool CHardwarePixelBuffer::_CreateBy(Fill fill) {
     if (m_isCreated) Release();
     m_isBakWritten = false; // the file's pixels count, not what a back-up has from before
     m_isCreated = fill();
@@ -148,31 +148,31 @@ bool CHardwarePixelBuffer::CreateBy(Fill fill) {
 }
 
 bool CHardwarePixelBuffer::CreateFromFile(string const& path) {
-    return CreateBy([&] { return _CreateFromFileImpl(path); });
+    return _CreateBy([&] { return _CreateFromFileImpl(path); });
 }
 
 bool CHardwarePixelBuffer::CreateFromFileInMemory(void* data, unsigned long long size) {
-    return CreateBy([&] { return _CreateFromFileInMemoryImpl(data, size); });
+    return _CreateBy([&] { return _CreateFromFileInMemoryImpl(data, size); });
 }
 
 // What all blits ask first. False ends the blit with `result`.
-bool CHardwarePixelBuffer::CanBlitFrom(CHardwarePixelBuffer const* source, bool& result) const {
+bool CHardwarePixelBuffer::_CanBlitFrom(CHardwarePixelBuffer const* source, bool& result) const {
     result = source && source == this && !m_isLocked; // onto itself: done already
     return source && source != this && !m_isLocked && !source->m_isLocked;
 }
 
 bool CHardwarePixelBuffer::Blit(CHardwarePixelBuffer* source) {
-    return source && Blit(source, source->WholeBox(), WholeBox());
+    return source && Blit(source, source->_WholeBox(), _WholeBox());
 }
 
 bool CHardwarePixelBuffer::Blit(CHardwarePixelBuffer* source, CBox const& sourceBox, CBox const& destBox) {
     bool result;
-    if (!CanBlitFrom(source, result)) return result;
+    if (!_CanBlitFrom(source, result)) return result;
 
     CPixelBox const& from = source->Lock(sourceBox, LM_READONLY);
     if (!from.m_data) return false;
     CUnlock const unlockSource(*source);
-    CPixelBox const& to = Lock(destBox, destBox == WholeBox() ? LM_DISCARD : LM_NORMAL);
+    CPixelBox const& to = Lock(destBox, destBox == _WholeBox() ? LM_DISCARD : LM_NORMAL);
     if (!to.m_data) return false;
     CUnlock const unlockDest(*this);
     return BlitPart(from, to);
@@ -181,14 +181,14 @@ bool CHardwarePixelBuffer::Blit(CHardwarePixelBuffer* source, CBox const& source
 bool CHardwarePixelBuffer::Blit(CHardwarePixelBuffer* source, CBox const* sourceBoxes, unsigned int count,
                                 CBox const* destBoxes) {
     bool result;
-    if (!CanBlitFrom(source, result)) return result;
+    if (!_CanBlitFrom(source, result)) return result;
     if (!sourceBoxes && !destBoxes) return Blit(source);
-    if (count == 0 || !sourceBoxes) return Blit(source, source->WholeBox(), destBoxes ? *destBoxes : WholeBox());
+    if (count == 0 || !sourceBoxes) return Blit(source, source->_WholeBox(), destBoxes ? *destBoxes : _WholeBox());
 
-    CPixelBox const& from = source->Lock(source->WholeBox(), LM_READONLY);
+    CPixelBox const& from = source->Lock(source->_WholeBox(), LM_READONLY);
     if (!from.m_data) return false;
     CUnlock const unlockSource(*source);
-    CPixelBox const& to = Lock(WholeBox(), LM_NORMAL); // what no box covers has to stay
+    CPixelBox const& to = Lock(_WholeBox(), LM_NORMAL); // what no box covers has to stay
     if (!to.m_data) return false;
     CUnlock const unlockDest(*this);
 
@@ -202,7 +202,7 @@ bool CHardwarePixelBuffer::Blit(CHardwarePixelBuffer* source, CBox const* source
 bool CHardwarePixelBuffer::BlitEx(CHardwarePixelBuffer* source, CBox const* boxes, unsigned int count,
                                   Vector2* positions) {
     if (!source) return false;
-    if (HasSameManager(*source)) return _BlitExImpl(source, boxes, count, positions);
+    if (_HasSameManager(*source)) return _BlitExImpl(source, boxes, count, positions);
     if (!positions || !boxes || count == 0) return Blit(source, boxes, count, boxes);
 
     std::vector<CBox> targets(count);
@@ -216,7 +216,7 @@ bool CHardwarePixelBuffer::BlitEx(CHardwarePixelBuffer* source, CBox const* boxe
     return Blit(source, boxes, count, targets.data());
 }
 
-bool CHardwarePixelBuffer::BlitFromMemory(CPixelBox const& source) { return BlitFromMemory(source, WholeBox()); }
+bool CHardwarePixelBuffer::BlitFromMemory(CPixelBox const& source) { return BlitFromMemory(source, _WholeBox()); }
 
 bool CHardwarePixelBuffer::BlitFromMemory(CPixelBox const& source, CBox const& destBox) {
     if (m_isLocked) return false;
@@ -227,7 +227,7 @@ bool CHardwarePixelBuffer::BlitFromMemory(CPixelBox const& source, CBox const& d
     return true;
 }
 
-bool CHardwarePixelBuffer::BlitToMemory(CPixelBox& dest) { return BlitToMemory(WholeBox(), dest); }
+bool CHardwarePixelBuffer::BlitToMemory(CPixelBox& dest) { return BlitToMemory(_WholeBox(), dest); }
 
 bool CHardwarePixelBuffer::BlitToMemory(CBox const& sourceBox, CPixelBox& dest) {
     if (m_isLocked) return false;
@@ -252,29 +252,29 @@ void CHardwarePixelBuffer::SetColorKey(color const& colorKey) {
 }
 
 // Only an image that was not stretched to the surface is measured by it.
-unsigned int CHardwarePixelBuffer::DivisorU() const {
+unsigned int CHardwarePixelBuffer::_DivisorU() const {
     return m_filter == FILTER_NONE && m_bufferWidth != 0 ? m_bufferWidth : m_width;
 }
-unsigned int CHardwarePixelBuffer::DivisorV() const {
+unsigned int CHardwarePixelBuffer::_DivisorV() const {
     return m_filter == FILTER_NONE && m_bufferHeight != 0 ? m_bufferHeight : m_height;
 }
 
-float CHardwarePixelBuffer::ConvertToU(int x) const { return PixelToTexel(x, kTexelCorrection, DivisorU()); }
+float CHardwarePixelBuffer::ConvertToU(int x) const { return PixelToTexel(x, kTexelCorrection, _DivisorU()); }
 float CHardwarePixelBuffer::ConvertToU(float u) const {
-    return RelativeToTexel(u, m_width, kTexelCorrection, DivisorU());
+    return RelativeToTexel(u, m_width, kTexelCorrection, _DivisorU());
 }
-float CHardwarePixelBuffer::ConvertToV(int y) const { return PixelToTexel(y, kTexelCorrection, DivisorV()); }
+float CHardwarePixelBuffer::ConvertToV(int y) const { return PixelToTexel(y, kTexelCorrection, _DivisorV()); }
 float CHardwarePixelBuffer::ConvertToV(float v) const {
-    return RelativeToTexel(v, m_height, kTexelCorrection, DivisorV());
+    return RelativeToTexel(v, m_height, kTexelCorrection, _DivisorV());
 }
-float CHardwarePixelBuffer::ConvertToUWithoutCorrection(int x) const { return PixelToTexel(x, 0, DivisorU()); }
+float CHardwarePixelBuffer::ConvertToUWithoutCorrection(int x) const { return PixelToTexel(x, 0, _DivisorU()); }
 float CHardwarePixelBuffer::ConvertToUWithoutCorrection(float u) const {
-    return RelativeToTexel(u, m_width, 0, DivisorU());
+    return RelativeToTexel(u, m_width, 0, _DivisorU());
 }
-float CHardwarePixelBuffer::ConvertToVWithoutCorrection(int y) const { return PixelToTexel(y, 0, DivisorV()); }
+float CHardwarePixelBuffer::ConvertToVWithoutCorrection(int y) const { return PixelToTexel(y, 0, _DivisorV()); }
 float CHardwarePixelBuffer::ConvertToVWithoutCorrection(float v) const {
-    return RelativeToTexel(v, m_height, 0, DivisorV());
+    return RelativeToTexel(v, m_height, 0, _DivisorV());
 }
-float CHardwarePixelBuffer::GetCorrectionU() const { return PixelToTexel(0, kTexelCorrection, DivisorU()); }
-float CHardwarePixelBuffer::GetCorrectionV() const { return PixelToTexel(0, kTexelCorrection, DivisorV()); }
+float CHardwarePixelBuffer::GetCorrectionU() const { return PixelToTexel(0, kTexelCorrection, _DivisorU()); }
+float CHardwarePixelBuffer::GetCorrectionV() const { return PixelToTexel(0, kTexelCorrection, _DivisorV()); }
 } // namespace qk3d

@@ -122,14 +122,14 @@ protected:
     CPixelBox m_lockedBox;
 
 private:
-    CBox WholeBox() const;
-    CHardwarePixelBuffer* PixelBakBuffer() const { return dynamic_cast<CHardwarePixelBuffer*>(m_bakBuffer); }
-    CPixelBox& Refuse();
-    unsigned int DivisorU() const;
-    unsigned int DivisorV() const;
+    CBox _WholeBox() const;
+    CHardwarePixelBuffer* _PixelBakBuffer() const { return dynamic_cast<CHardwarePixelBuffer*>(m_bakBuffer); }
+    CPixelBox& _Refuse();
+    unsigned int _DivisorU() const;
+    unsigned int _DivisorV() const;
     template <class Fill>
-    bool CreateBy(Fill fill);
-    bool CanBlitFrom(CHardwarePixelBuffer const* source, bool& result) const;
+    bool _CreateBy(Fill fill);
+    bool _CanBlitFrom(CHardwarePixelBuffer const* source, bool& result) const;
 
     CPixelBox m_refusedBox; // the answer to a refused lock, always empty
 };

@@ -41,8 +41,8 @@ CRenderSystem::~CRenderSystem() {
     m_activeRenderTargets.clear();
     DestroyAllRenderTarget();
     for (CRenderTarget* const target : m_removedTargets) delete target;
-    DropActiveState();
-    DropVertexDeclarations();
+    _DropActiveState();
+    _DropVertexDeclarations();
     QK_LOG(LOG_INFO, "CRenderSystem Destroy");
 }
 
@@ -63,7 +63,7 @@ CRenderWindow* CRenderSystem::CreateRenderWindow(string const& name, unsigned in
         windowName = CGenName::GenNameByTime_ansi("rwin", "");
     if (m_renderTargets.contains(windowName)) return nullptr;
     return static_cast<CRenderWindow*>(
-        InsertTarget(_CreateRenderWindowImpl(windowName, width, height, format, fullScreen)));
+        _InsertTarget(_CreateRenderWindowImpl(windowName, width, height, format, fullScreen)));
 }
 
 CRenderTexture* CRenderSystem::CreateRenderTexture(CTexture* texture) {
@@ -78,13 +78,13 @@ CRenderTexture* CRenderSystem::CreateRenderTexture(CTexture* texture) {
     if (!manager) return nullptr;
     _ResourceSharePtr<CTexture> handle = manager->GetResource(texture->GetName());
     if (!(handle == texture)) return nullptr; // it has left the table, and another one may bear its name
-    auto* const target = static_cast<CRenderTexture*>(InsertTarget(_CreateRenderTextureImpl(handle)));
+    auto* const target = static_cast<CRenderTexture*>(_InsertTarget(_CreateRenderTextureImpl(handle)));
     if (target) target->Create();
     return target;
 }
 
 // Takes a target of the back-end over. A name that is taken can only come from a back-end that changed it.
-CRenderTarget* CRenderSystem::InsertTarget(CRenderTarget* target) {
+CRenderTarget* CRenderSystem::_InsertTarget(CRenderTarget* target) {
     if (!target) return nullptr;
     std::unique_ptr<CRenderTarget> owned(target);
     auto const [entry, isNew] = m_renderTargets.try_emplace(target->GetName(), target);
@@ -99,40 +99,40 @@ CRenderTarget* CRenderSystem::GetRenderTarget(string const& name) {
 
 void CRenderSystem::DestroyRenderTarget(string const& name) {
     auto const found = m_renderTargets.find(name);
-    if (found != m_renderTargets.end()) RemoveTarget(found);
+    if (found != m_renderTargets.end()) _RemoveTarget(found);
 }
 
 void CRenderSystem::DestroyAllRenderTarget() {
-    while (!m_renderTargets.empty()) RemoveTarget(m_renderTargets.begin());
+    while (!m_renderTargets.empty()) _RemoveTarget(m_renderTargets.begin());
 }
 
-void CRenderSystem::RemoveTarget(TargetIterator entry) {
+void CRenderSystem::_RemoveTarget(TargetIterator entry) {
     CRenderTarget* const target = entry->second;
     if (target->IsUpdating() && !m_isDying) m_removedTargets.push_back(target); // before the step that can't be undone
     if (entry == m_nextTarget) ++m_nextTarget;
     m_renderTargets.erase(entry);
-    if (!target->IsUpdating() || m_isDying) DeleteTarget(target);
+    if (!target->IsUpdating() || m_isDying) _DeleteTarget(target);
 }
 
-void CRenderSystem::DeleteTarget(CRenderTarget* target) {
-    ForgetTarget(target); // while it is whole: the back-end may look at what it unbinds
+void CRenderSystem::_DeleteTarget(CRenderTarget* target) {
+    _ForgetTarget(target); // while it is whole: the back-end may look at what it unbinds
     delete target;
 }
 
-void CRenderSystem::DeleteRemovedTargets() {
+void CRenderSystem::_DeleteRemovedTargets() {
     for (std::size_t i = m_removedTargets.size(); i-- > 0;) {
         CRenderTarget* const target = m_removedTargets[i];
         if (target->IsUpdating()) continue;
         m_removedTargets.erase(m_removedTargets.begin() + static_cast<std::ptrdiff_t>(i));
-        DeleteTarget(target);
+        _DeleteTarget(target);
         i = std::min(i, m_removedTargets.size()); // what died may have taken others along
     }
 }
 
-void CRenderSystem::ForgetTarget(CRenderTarget* target) {
+void CRenderSystem::_ForgetTarget(CRenderTarget* target) {
     for (CKeepActive* keeper = m_keepers; keeper; keeper = keeper->m_outer)
         if (keeper->m_target == target) keeper->m_target = nullptr;
-    if (m_activeViewport && m_activeViewport->GetRenderTarget() == target) ForgetViewport(m_activeViewport);
+    if (m_activeViewport && m_activeViewport->GetRenderTarget() == target) _ForgetViewport(m_activeViewport);
     if (m_activeRenderTarget == target) {
         m_activeRenderTarget = nullptr;
         m_activeRenderTargets.try_emplace(0, target); // a refused bind moves the member alone; unbind it all the same
@@ -144,7 +144,7 @@ void CRenderSystem::ForgetTarget(CRenderTarget* target) {
     }
 }
 
-void CRenderSystem::ForgetViewport(CViewport* viewport) {
+void CRenderSystem::_ForgetViewport(CViewport* viewport) {
     for (CKeepActive* keeper = m_keepers; keeper; keeper = keeper->m_outer)
         if (keeper->m_viewport == viewport) keeper->m_viewport = nullptr;
     if (m_activeViewport != viewport) return;
@@ -218,16 +218,16 @@ void CRenderSystem::SetWorldMatrices(Matrix44 const* matrices, unsigned int coun
 
 void CRenderSystem::Release() {
     DestroyAllRenderTarget();
-    DropActiveState();
+    _DropActiveState();
     m_activeRenderTarget = nullptr;
     m_activeRenderTargets.clear();
     m_activeViewport = nullptr;
-    DropVertexDeclarations();
+    _DropVertexDeclarations();
     _ReleaseImpl();
 }
 
 // The device objects of declarations that outlive this system, as the one of all overlay items does.
-void CRenderSystem::DropVertexDeclarations() {
+void CRenderSystem::_DropVertexDeclarations() {
     while (!m_vertexDeclarations.empty()) {
         CVertexDeclaration* const declaration = *m_vertexDeclarations.begin();
         if (!m_isDying) _ReleaseVertexDeclaration(declaration);
@@ -236,7 +236,7 @@ void CRenderSystem::DropVertexDeclarations() {
 }
 
 void CRenderSystem::_ForgetActiveState() {
-    DropActiveState();
+    _DropActiveState();
     m_activeTextureLevel = m_activeTextureStateLevel = m_activeSamplerStateLevel = 0;
     m_activeRenderTarget = nullptr;
     m_activeRenderTargets.clear();

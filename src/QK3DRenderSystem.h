@@ -274,20 +274,20 @@ private:
 
     using TargetIterator = std::map<string, CRenderTarget*>::iterator;
 
-    CRenderTarget* InsertTarget(CRenderTarget* target);
-    void RemoveTarget(TargetIterator entry);
-    void DeleteTarget(CRenderTarget* target);
-    void DeleteRemovedTargets();
-    void ForgetTarget(CRenderTarget* target);
-    void ForgetViewport(CViewport* viewport);
-    void DropActiveState();
-    void DropVertexDeclarations();
+    CRenderTarget* _InsertTarget(CRenderTarget* target);
+    void _RemoveTarget(TargetIterator entry);
+    void _DeleteTarget(CRenderTarget* target);
+    void _DeleteRemovedTargets();
+    void _ForgetTarget(CRenderTarget* target);
+    void _ForgetViewport(CViewport* viewport);
+    void _DropActiveState();
+    void _DropVertexDeclarations();
 
-    unsigned int StageNum();
-    void UnbindTextures(unsigned int first, unsigned int end);
-    void ApplyPassTextures(CPass const& pass);
-    void ApplyPassSamplerStates(CPass const& pass);
-    void ApplyPassTextureStates(CPass const& pass);
+    unsigned int _StageNum();
+    void _UnbindTextures(unsigned int first, unsigned int end);
+    void _ApplyPassTextures(CPass const& pass);
+    void _ApplyPassSamplerStates(CPass const& pass);
+    void _ApplyPassTextureStates(CPass const& pass);
 
     bool m_isInFrame = false;
     bool m_isDying = false;                              // the back-end's part is gone: no call can reach it

@@ -50,7 +50,7 @@ Block const* At(std::vector<_ResourceSharePtr<Block>> const& active, unsigned in
 }
 } // namespace
 
-unsigned int CRenderSystem::StageNum() { return static_cast<unsigned int>(std::max(0, GetTextureStageNum())); }
+unsigned int CRenderSystem::_StageNum() { return static_cast<unsigned int>(std::max(0, GetTextureStageNum())); }
 
 void CRenderSystem::SetRenderState(_ResourceSharePtr<CRenderState> const& state) {
     CRenderState const* const next = state;
@@ -63,8 +63,8 @@ void CRenderSystem::SetRenderState(_ResourceSharePtr<CRenderState> const& state)
 void CRenderSystem::SetTextureState(unsigned int stage, _ResourceSharePtr<CTextureState> const& state) {
     CTextureState const* const next = state;
     CTextureState const* const active = At(m_activeTextureStates, stage);
-    if (next == active || stage >= StageNum()) return;
-    if (stage >= m_activeTextureStates.size()) m_activeTextureStates.resize(StageNum()); // once in the device's life
+    if (next == active || stage >= _StageNum()) return;
+    if (stage >= m_activeTextureStates.size()) m_activeTextureStates.resize(_StageNum()); // once in the device's life
     SendDifferences(*this, next, active, GetDefaultTextureState(stage), stage);
     m_activeTextureStates[stage] = state;
 }
@@ -72,8 +72,8 @@ void CRenderSystem::SetTextureState(unsigned int stage, _ResourceSharePtr<CTextu
 void CRenderSystem::SetSamplerState(unsigned int stage, _ResourceSharePtr<CSamplerState> const& state) {
     CSamplerState const* const next = state;
     CSamplerState const* const active = At(m_activeSamplerStates, stage);
-    if (next == active || stage >= StageNum()) return;
-    if (stage >= m_activeSamplerStates.size()) m_activeSamplerStates.resize(StageNum());
+    if (next == active || stage >= _StageNum()) return;
+    if (stage >= m_activeSamplerStates.size()) m_activeSamplerStates.resize(_StageNum());
     SendDifferences(*this, next, active, GetDefaultSamplerState(stage), stage);
     m_activeSamplerStates[stage] = state;
 }
@@ -95,44 +95,44 @@ void CRenderSystem::ResetRenderStateToDefault(CRenderState::EState state) {
 }
 
 void CRenderSystem::ResetTextureStateToDefault(unsigned int stage, CTextureState::EState state) {
-    if (stage < StageNum()) SendState<CTextureState>(*this, state, nullptr, GetDefaultTextureState(stage), stage);
+    if (stage < _StageNum()) SendState<CTextureState>(*this, state, nullptr, GetDefaultTextureState(stage), stage);
 }
 
 void CRenderSystem::ResetSamplerStateToDefault(unsigned int stage, CSamplerState::EState state) {
-    if (stage < StageNum()) SendState<CSamplerState>(*this, state, nullptr, GetDefaultSamplerState(stage), stage);
+    if (stage < _StageNum()) SendState<CSamplerState>(*this, state, nullptr, GetDefaultSamplerState(stage), stage);
 }
 
 void CRenderSystem::ResetTextureStateToDefault(unsigned int first, unsigned int last, CTextureState::EState state) {
-    unsigned int const stageNum = StageNum();
+    unsigned int const stageNum = _StageNum();
     for (unsigned int stage = first; stage <= last && stage < stageNum; ++stage)
         ResetTextureStateToDefault(stage, state);
 }
 
 void CRenderSystem::ResetSamplerStateToDefault(unsigned int first, unsigned int last, CSamplerState::EState state) {
-    unsigned int const stageNum = StageNum();
+    unsigned int const stageNum = _StageNum();
     for (unsigned int stage = first; stage <= last && stage < stageNum; ++stage)
         ResetSamplerStateToDefault(stage, state);
 }
 
 void CRenderSystem::SetTexture(unsigned int stage, bool enable, string const& managerType, string const& resourceName) {
-    if (stage >= StageNum()) return;
+    if (stage >= _StageNum()) return;
     ResourceSharePtr const found = CQK3DMain::GetResourceSystem().GetResource(managerType, resourceName);
     SetTexture(stage, enable, dynamic_cast<CTexture const*>(static_cast<CResource const*>(found)));
 }
 
 void CRenderSystem::DisableTexture(unsigned int stage) {
-    if (stage < StageNum()) SetTexture(stage, false, nullptr);
+    if (stage < _StageNum()) SetTexture(stage, false, nullptr);
 }
 
-void CRenderSystem::DisableTexturesFrom(unsigned int stage) { UnbindTextures(stage, StageNum()); }
+void CRenderSystem::DisableTexturesFrom(unsigned int stage) { _UnbindTextures(stage, _StageNum()); }
 
-void CRenderSystem::UnbindTextures(unsigned int first, unsigned int end) {
+void CRenderSystem::_UnbindTextures(unsigned int first, unsigned int end) {
     for (unsigned int stage = first; stage < end; ++stage) SetTexture(stage, false, nullptr);
 }
 
 void CRenderSystem::SetPass(CPass const* pass) {
     if (!pass) {
-        UnbindTextures(0, std::exchange(m_activeTextureLevel, 0));
+        _UnbindTextures(0, std::exchange(m_activeTextureLevel, 0));
         for (unsigned int stage = 0; stage < m_activeTextureStateLevel; ++stage) SetTextureState(stage, nullptr);
         m_activeTextureStateLevel = 0;
         for (unsigned int stage = 0; stage < m_activeSamplerStateLevel; ++stage) SetSamplerState(stage, nullptr);
@@ -144,8 +144,8 @@ void CRenderSystem::SetPass(CPass const* pass) {
         return;
     }
 
-    ApplyPassTextures(*pass);
-    ApplyPassSamplerStates(*pass);
+    _ApplyPassTextures(*pass);
+    _ApplyPassSamplerStates(*pass);
     SetRenderState(pass->GetRenderState());
 
     bool const isVertexOn = SetVertexShader(pass->PeekVertexShader()) && pass->PeekVertexShader();
@@ -154,31 +154,31 @@ void CRenderSystem::SetPass(CPass const* pass) {
     if (isPixelOn) SetPixelShaderParamTable(pass->GetPixelShaderParamTable());
 
     // With both programs on nothing reads the stage blocks, so what is active of them stays.
-    if (!isVertexOn || !isPixelOn) ApplyPassTextureStates(*pass);
+    if (!isVertexOn || !isPixelOn) _ApplyPassTextureStates(*pass);
 
     if (SetCommShader(pass->PeekCommShader()) && pass->PeekCommShader())
         SetCommShaderParamTable(pass->GetCommShaderParamTable());
 }
 
-void CRenderSystem::ApplyPassTextures(CPass const& pass) {
-    unsigned int const level = std::min(pass.GetMaxTextureLevel(), StageNum());
+void CRenderSystem::_ApplyPassTextures(CPass const& pass) {
+    unsigned int const level = std::min(pass.GetMaxTextureLevel(), _StageNum());
     auto texture = pass.EnumTextureBegin();
     for (unsigned int stage = 0; stage < level; ++stage, ++texture)
         SetTexture(stage, true, static_cast<CTexture const*>(*texture));
-    UnbindTextures(level, m_activeTextureLevel);
+    _UnbindTextures(level, m_activeTextureLevel);
     m_activeTextureLevel = level;
 }
 
-void CRenderSystem::ApplyPassSamplerStates(CPass const& pass) {
-    unsigned int const level = std::min(pass.GetMaxSamplerStateLevel(), StageNum());
+void CRenderSystem::_ApplyPassSamplerStates(CPass const& pass) {
+    unsigned int const level = std::min(pass.GetMaxSamplerStateLevel(), _StageNum());
     auto state = pass.EnumSamplerStateBegin();
     for (unsigned int stage = 0; stage < level; ++stage, ++state) SetSamplerState(stage, *state);
     for (unsigned int stage = level; stage < m_activeSamplerStateLevel; ++stage) SetSamplerState(stage, nullptr);
     m_activeSamplerStateLevel = level;
 }
 
-void CRenderSystem::ApplyPassTextureStates(CPass const& pass) {
-    unsigned int const level = std::min(pass.GetMaxTextureStateLevel(), StageNum());
+void CRenderSystem::_ApplyPassTextureStates(CPass const& pass) {
+    unsigned int const level = std::min(pass.GetMaxTextureStateLevel(), _StageNum());
     auto state = pass.EnumTextureStateBegin();
     for (unsigned int stage = 0; stage < level; ++stage, ++state) SetTextureState(stage, *state);
     for (unsigned int stage = level; stage < m_activeTextureStateLevel; ++stage) SetTextureState(stage, nullptr);
@@ -224,7 +224,7 @@ void CRenderSystem::AddGPUProgramParamDec(CGPUProgram* program, string const& na
     if (program) program->_AddParamDesc(name, handle, registerIndex);
 }
 
-void CRenderSystem::DropActiveState() {
+void CRenderSystem::_DropActiveState() {
     // The records are empty before anything dies, since a block or a program that goes may look at this system.
     auto const renderState = std::exchange(m_activeRenderState, nullptr);
     auto const textureStates = std::exchange(m_activeTextureStates, {});
@@ -242,7 +242,7 @@ void CRenderSystem::_SendActiveState() {
     SetActiveViewport(m_activeViewport);
 
     SendAllStates<CRenderState>(*this, std::as_const(m_activeRenderState), GetDefaultRenderState());
-    for (unsigned int stage = 0; stage < StageNum(); ++stage) {
+    for (unsigned int stage = 0; stage < _StageNum(); ++stage) {
         SendAllStates(*this, At(m_activeTextureStates, stage), GetDefaultTextureState(stage), stage);
         SendAllStates(*this, At(m_activeSamplerStates, stage), GetDefaultSamplerState(stage), stage);
     }

@@ -174,10 +174,10 @@ private:
     friend class CRenderSystem;
 
     template <class... Range>
-    CViewport* InsertViewport(CCamera* camera, short z, Range... range);
-    void DrawContents(long long time, CKeepActive* before);
-    void EndUpdate();
-    void DeleteViewport(CViewport* viewport);
+    CViewport* _InsertViewport(CCamera* camera, short z, Range... range);
+    void _DrawContents(long long time, CKeepActive* before);
+    void _EndUpdate();
+    void _DeleteViewport(CViewport* viewport);
 
     bool m_isUpdating = false;
     std::vector<CViewport*> m_removedViewports; // owned; removed during Update, deleted when it ends

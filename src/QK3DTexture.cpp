@@ -44,16 +44,16 @@ bool CTexture::_LoadImpl() {
     bool const hasBytes = m_data && m_dataSize != 0;
     if (!m_renderSystem || (m_path.empty() && !hasBytes && (m_width == 0 || m_height == 0))) return false;
     m_pixelBuffer.Release();
-    m_pixelBuffer = MakePixelBuffer();
-    if (m_pixelBuffer.IsNull() || !FillPixelBuffer()) return false;
+    m_pixelBuffer = _MakePixelBuffer();
+    if (m_pixelBuffer.IsNull() || !_FillPixelBuffer()) return false;
     m_filter = m_pixelBuffer->GetFilter(); // the back-end may have chosen another
-    TakeAutoSize(*m_pixelBuffer);
+    _TakeAutoSize(*m_pixelBuffer);
     if (m_renderTexture) m_renderTexture->_NotifyTextureLoad();
     return true;
 }
 
 // A buffer of the present system, described but not created; empty if the system makes none.
-CSharePtr<CHardwarePixelBuffer> CTexture::MakePixelBuffer() {
+CSharePtr<CHardwarePixelBuffer> CTexture::_MakePixelBuffer() {
     CHardwareBufferManager* const manager = m_renderSystem->GetHardwareBufferManager();
     if (!manager) return {};
     bool const hasImage = !m_path.empty() || (m_data && m_dataSize != 0); // without one nothing else knows the size
@@ -69,7 +69,7 @@ CSharePtr<CHardwarePixelBuffer> CTexture::MakePixelBuffer() {
     return buffer;
 }
 
-bool CTexture::FillPixelBuffer() {
+bool CTexture::_FillPixelBuffer() {
     if (m_data && m_dataSize != 0) {
         m_pixelBuffer->CreateFromFileInMemory(m_data, m_dataSize); // the owner's bytes stay for the next device
     } else if (m_path.empty()) {
@@ -86,7 +86,7 @@ bool CTexture::FillPixelBuffer() {
     return m_pixelBuffer->IsCreated();
 }
 
-void CTexture::TakeAutoSize(CHardwarePixelBuffer const& buffer) {
+void CTexture::_TakeAutoSize(CHardwarePixelBuffer const& buffer) {
     if (IsAutoSize(m_width)) m_width = buffer.GetWidth();
     if (IsAutoSize(m_height)) m_height = buffer.GetHeight();
 }
@@ -131,7 +131,7 @@ bool CTexture::SetRenderSystem(CRenderSystem* renderSystem) {
         if (m_renderTexture) m_renderTexture = nullptr; // it is being drawn, and dies a little later
     }
     if (m_loadingState == LOADSTATE_LOADED && m_path.empty() && !m_pixelBuffer.IsNull()) {
-        MovePixels(renderSystem);
+        _MovePixels(renderSystem);
     } else {
         bool const isLoaded = m_loadingState == LOADSTATE_LOADED;
         if (isLoaded) Unload();
@@ -143,16 +143,16 @@ bool CTexture::SetRenderSystem(CRenderSystem* renderSystem) {
 
 // The pixels exist on the old device alone. Where the new one takes no buffer they stay there, and the texture with them
 // names a system that can't draw it.
-void CTexture::MovePixels(CRenderSystem* renderSystem) {
+void CTexture::_MovePixels(CRenderSystem* renderSystem) {
     m_renderSystem = renderSystem;
     CSharePtr<CHardwarePixelBuffer> old = m_pixelBuffer;
     unsigned int const width = m_width;
     unsigned int const height = m_height;
-    CSharePtr<CHardwarePixelBuffer> made = MakePixelBuffer();
+    CSharePtr<CHardwarePixelBuffer> made = _MakePixelBuffer();
     if (!made.IsNull()) {
         m_pixelBuffer = made;
-        if (FillPixelBuffer()) {
-            TakeAutoSize(*made);
+        if (_FillPixelBuffer()) {
+            _TakeAutoSize(*made);
             made->Blit(old);
             return;
         }

@@ -130,10 +130,10 @@ protected:
 private:
     friend class CRenderTexture;
 
-    qklib::CSharePtr<CHardwarePixelBuffer> MakePixelBuffer();
-    bool FillPixelBuffer();
-    void TakeAutoSize(CHardwarePixelBuffer const& buffer);
-    void SetSide(unsigned int& side, unsigned int autoBit, unsigned int size);
-    void MovePixels(CRenderSystem* renderSystem);
+    qklib::CSharePtr<CHardwarePixelBuffer> _MakePixelBuffer();
+    bool _FillPixelBuffer();
+    void _TakeAutoSize(CHardwarePixelBuffer const& buffer);
+    void _SetSide(unsigned int& side, unsigned int autoBit, unsigned int size);
+    void _MovePixels(CRenderSystem* renderSystem);
 };
 } // namespace qk3d

@@ -32,7 +32,7 @@ CTexture::ETextureUsage CTexture::_StringToTextureUsage(string& name) {
 }
 
 // Stores the size of one side and notes whether the image decides it.
-void CTexture::SetSide(unsigned int& side, unsigned int autoBit, unsigned int size) {
+void CTexture::_SetSide(unsigned int& side, unsigned int autoBit, unsigned int size) {
     if (m_loadingState == LOADSTATE_LOADED) return;
     side = size;
     bool const isAuto = size == 0 || size == std::numeric_limits<unsigned int>::max();
@@ -40,10 +40,10 @@ void CTexture::SetSide(unsigned int& side, unsigned int autoBit, unsigned int si
 }
 
 void CTexture::SetWidth(unsigned int width) {
-    if (width != m_width) SetSide(m_width, AUTO_WIDTH, width);
+    if (width != m_width) _SetSide(m_width, AUTO_WIDTH, width);
 }
 void CTexture::SetHeight(unsigned int height) {
-    if (height != m_height) SetSide(m_height, AUTO_HEIGHT, height);
+    if (height != m_height) _SetSide(m_height, AUTO_HEIGHT, height);
 }
 void CTexture::SetPixelFormat(EPixelFormat format) {
     if (m_loadingState != LOADSTATE_LOADED) m_pixelFormat = format;

@@ -49,17 +49,17 @@ CVertexElement const* CVertexDeclaration::AddElement(unsigned short source, EVer
     sourceSize = static_cast<unsigned short>(offset + size);
     m_totalSize = static_cast<unsigned short>(m_totalSize + size);
     m_semanticCounts[semantic] = static_cast<unsigned short>(index + 1);
-    ReleaseHardwareDeclaration();
+    _ReleaseHardwareDeclaration();
     return element.release();
 }
 
 void CVertexDeclaration::Clear() {
     for (CVertexElement const* const element : m_elements) delete element;
     m_elements.clear();
-    ReleaseHardwareDeclaration();
+    _ReleaseHardwareDeclaration();
 }
 
-void CVertexDeclaration::ReleaseHardwareDeclaration() {
+void CVertexDeclaration::_ReleaseHardwareDeclaration() {
     if (!m_hardwareOwner) return;
     m_hardwareOwner->_ReleaseVertexDeclaration(this); // may take its note back itself
     SetHardwareDeclaration(nullptr, 0);
@@ -68,7 +68,7 @@ void CVertexDeclaration::ReleaseHardwareDeclaration() {
 void CVertexDeclaration::SetHardwareDeclaration(CRenderSystem* owner, std::uintptr_t handle) {
     if (owner != m_hardwareOwner) {
         if (owner) {
-            ReleaseHardwareDeclaration(); // of another device, which would never hear of it again
+            _ReleaseHardwareDeclaration(); // of another device, which would never hear of it again
             owner->m_vertexDeclarations.insert(this);
         } else {
             m_hardwareOwner->m_vertexDeclarations.erase(this);

@@ -119,6 +119,6 @@ protected:
     std::uintptr_t m_hardwareDeclaration = 0; ///< the owner's
 
 private:
-    void ReleaseHardwareDeclaration();
+    void _ReleaseHardwareDeclaration();
 };
 } // namespace qk3d

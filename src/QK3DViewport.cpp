@@ -134,12 +134,12 @@ void CViewport::Update(long long time) {
         bool& m_flag;
     } const updating(m_isUpdating);
     if (m_isSortRenderQueue)
-        DrawSorted(renderSystem, time);
+        _DrawSorted(renderSystem, time);
     else
-        DrawAtOnce(renderSystem, time);
+        _DrawAtOnce(renderSystem, time);
 }
 
-void CViewport::DrawSorted(CRenderSystem* renderSystem, long long time) {
+void CViewport::_DrawSorted(CRenderSystem* renderSystem, long long time) {
     m_renderQueue.Clear();
     if (CSceneManager* const scene = m_camera->GetAttachedSceneManager())
         scene->GetShootedRenderableObject(*this, m_renderQueue);
@@ -155,7 +155,7 @@ void CViewport::DrawSorted(CRenderSystem* renderSystem, long long time) {
     m_renderQueue.Render(renderSystem, time);
 }
 
-void CViewport::DrawAtOnce(CRenderSystem* renderSystem, long long time) {
+void CViewport::_DrawAtOnce(CRenderSystem* renderSystem, long long time) {
     if (CSceneManager* const scene = m_camera->GetAttachedSceneManager())
         scene->RenderShootedRenderableObject(*this, time);
     for (m_nextMovable = m_movableObjects.begin(); m_nextMovable != m_movableObjects.end();) {

@@ -112,8 +112,8 @@ protected:
     RenderableObjectList m_renderableObjects; ///< not owned
 
 private:
-    void DrawSorted(CRenderSystem* renderSystem, long long time);
-    void DrawAtOnce(CRenderSystem* renderSystem, long long time);
+    void _DrawSorted(CRenderSystem* renderSystem, long long time);
+    void _DrawAtOnce(CRenderSystem* renderSystem, long long time);
 
     bool m_isUpdating = false;
     // Where the walk of Update goes next; kept in step by the removals.
