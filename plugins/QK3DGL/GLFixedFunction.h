@@ -92,7 +92,6 @@ struct FixedState {
         std::array<std::uint32_t, 20> values = {}; // by CTextureState::EState; TRANSFORMMATRIX stands in `transform`
         Matrix transform = kIdentity;
         SamplerKind sampler = SamplerKind::None; // None: no texture is bound
-        bool srgb = false;                       // SRGBTEXTURE of the sampler: what is sampled is decoded
     };
 
     std::array<std::uint32_t, 104> render = {}; // by CRenderState::EState
@@ -158,7 +157,7 @@ void Fill(MaterialBlock& block, FixedState const& state);
 /// - the vertex program writes `gl_ClipDistance[i]` for the bits of CLIPPLANEENABLE, and `gl_PointSize` for points;
 /// - stage n samples from texture unit n; the fragment program writes vec4 output 0;
 /// - coordinates of point sprites grow with the rows (GL_POINT_SPRITE_COORD_ORIGIN is GL_LOWER_LEFT here);
-/// - SRGBTEXTURE and SRGBWRITEENABLE are done by the fragment program, so the device leaves both out for it;
+/// - sRGB is a matter of the formats that the device binds: shaders compute with what they sample;
 /// - flat shading of colours takes both sides fixed: programs of the user's interpolate as they declare;
 /// - there is one world matrix, so the VERTEXBLEND states and the blend fields of a vertex are not looked at.
 class FixedFunctionShaders {

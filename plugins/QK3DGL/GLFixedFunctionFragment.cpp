@@ -5,16 +5,6 @@ namespace qk3d::gl {
 namespace {
 using std::to_string;
 
-char const* const kSrgbText = R"(
-vec3 FromSrgb(vec3 c) {
-    return mix(c / 12.92, pow((c + 0.055) / 1.055, vec3(2.4)), greaterThan(c, vec3(0.04045)));
-}
-vec3 ToSrgb(vec3 c) {
-    c = clamp(c, 0.0, 1.0);
-    return mix(c * 12.92, 1.055 * pow(c, vec3(1.0 / 2.4)) - 0.055, greaterThan(c, vec3(0.0031308)));
-}
-)";
-
 bool IsBump(unsigned op) { return op == kBumpEnvMap || op == kBumpEnvMapLuminance; }
 
 void WriteInterface(FragmentKey const& key, bool readsSpecular, std::string& out) {
@@ -53,7 +43,6 @@ void WriteSamples(FragmentKey const& key, std::string& out) {
             coords += cube ? " + vec3(" + shift + ", 0.0)" : " + " + shift;
         }
         out += "    vec4 texel" + n + " = texture(sampler" + n + ", " + coords + ");\n";
-        if (stage.srgb) out += "    texel" + n + ".rgb = FromSrgb(texel" + n + ".rgb);\n";
         if (before == kBumpEnvMapLuminance) {
             out += "    texel" + n + ".rgb *= clamp(texel" + m + ".b * material.bumpLuminance[" + m +
                    "].x + material.bumpLuminance[" + m + "].y, 0.0, 1.0);\n";
@@ -182,13 +171,12 @@ std::string WriteFragmentShader(FragmentKey const& key) {
     if (key.addSpecular) body += "    current.rgb = clamp(current.rgb + vSpecular.rgb, 0.0, 1.0);\n";
     WriteFog(key, body);
     WriteAlphaTest(key, body);
-    body += key.srgbWrite ? "    target = vec4(ToSrgb(current.rgb), current.a);\n" : "    target = current;\n";
+    body += "    target = current;\n";
 
     std::string out = "#version 450 core\n";
     out += kFrameBlockText;
     out += kMaterialBlockText;
     WriteInterface(key, body.find("vSpecular") != std::string::npos, out);
-    out += kSrgbText;
     return out + "void main() {\n" + body + "}\n";
 }
 } // namespace qk3d::gl

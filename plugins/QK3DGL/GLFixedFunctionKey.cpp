@@ -10,7 +10,8 @@ constexpr std::uint32_t kSetMask = 0xFFFF, kGeneratedShift = 16;
 
 std::uint32_t OpOf(FixedState::Stage const& stage, unsigned which) {
     std::uint32_t const op = stage.values[which];
-    return op >= kKeep && op <= kLerp ? op : std::uint32_t{kKeep}; // a number that names no operation is as good as none
+    return op >= kKeep && op <= kLerp ? op
+                                      : std::uint32_t{kKeep}; // a number that names no operation is as good as none
 }
 
 std::uint8_t ArgOf(FixedState::Stage const& stage, unsigned which) {
@@ -114,7 +115,6 @@ void ReadStages(FixedState const& state, FragmentKey& key) {
     ReadChain(state, key);
     FindSamplers(state, key);
     SettleRegisters(key);
-    for (unsigned i = 0; i < key.stageNum; ++i) key.stages[i].srgb = key.stages[i].sampler && state.stages[i].srgb;
 }
 
 bool IsSprite(FixedState const& state) { return state.points && state.render[rs::POINTSPRITEENABLE]; }
@@ -235,7 +235,6 @@ FragmentKey MakeFragmentKey(FixedState const& state, VertexFeatures const& featu
     std::uint32_t const func = state.render[rs::ALPHAFUNC];
     if (state.render[rs::ALPHATESTENABLE] && func >= 1 && func < 8) key.alphaFunc = static_cast<std::uint8_t>(func);
     key.flat = fixedVertex && IsFlat(state);
-    key.srgbWrite = state.render[rs::SRGBWRITEENABLE] != 0;
     return key;
 }
 

@@ -74,7 +74,6 @@ struct StageKey {
     std::uint8_t toTemp = 0;
     std::uint8_t sampler = 0; // SamplerKind; None if nothing of the texture is used
     std::uint8_t divisor = 0; // component that projected coordinates are divided by: 2, 3, 4; 0: none
-    std::uint8_t srgb = 0;
 };
 
 enum class Fog : std::uint8_t { Off, Exp, Exp2, Linear, SpecularAlpha, InPixel };
@@ -87,7 +86,6 @@ struct FragmentKey {
     std::uint8_t alphaFunc = 0; // 0: no test
     std::uint8_t sprite = 0;
     std::uint8_t flat = 0;
-    std::uint8_t srgbWrite = 0;
 };
 
 /// Where the coordinates of a stage come from.
