@@ -1,6 +1,7 @@
 // QK3DMemFileSystem.cpp: files in memory.
 #include "QK3DMemFileSystem.h"
 
+#include "QK3DFileDataProcessor.h"
 #include "QK3DLogInternal.h"
 #include "QK3DText.h"
 #include <algorithm>
@@ -35,6 +36,17 @@ bool CMemFileSystem::DeleteFileA(wstring const& path) {
     return true;
 }
 
+bool CMemFileSystem::ReadFileAsString(wstring const& path, wstring& out) const {
+    return _ReadWideText(path, out) || CFileStore::ReadFileAsString(path, out);
+}
+
+bool CMemFileSystem::ReadFileAsString(wstring const& path, string& out) const {
+    wstring wide;
+    if (!_ReadWideText(path, wide)) return CFileStore::ReadFileAsString(path, out);
+    out = WideToAnsi(wide, "chs");
+    return true;
+}
+
 bool CMemFileSystem::WriteStringToNewFile(wstring const& path, wstring const& text) {
     if (std::any_of(text.begin(), text.end(), [](wchar_t unit) { return static_cast<std::uint32_t>(unit) > 0xFFFF; }))
         return false;
@@ -46,14 +58,17 @@ bool CMemFileSystem::WriteStringToNewFile(wstring const& path, wstring const& te
         *to++ = static_cast<unsigned char>(unit >> 8 & 0xFF);
     }
     to[0] = to[1] = 0;
+    m_files[path]->m_isWide = true;
     return true;
 }
 
 bool CMemFileSystem::WriteStringToNewFile(wstring const& path, string const& text) {
     if (text.empty()) return false;
     unsigned char* const to = _PrepareBlock(path, text.size() + 1);
-    if (to) std::memcpy(to, text.c_str(), text.size() + 1);
-    return to != nullptr;
+    if (!to) return false;
+    std::memcpy(to, text.c_str(), text.size() + 1);
+    m_files[path]->m_isWide = false;
+    return true;
 }
 
 bool CMemFileSystem::WriteDataToNewFile(wstring const& path, unsigned char const* data, unsigned long long size) {
@@ -63,6 +78,7 @@ bool CMemFileSystem::WriteDataToNewFile(wstring const& path, unsigned char const
     if (file->m_data != data) std::free(file->m_data);
     file->m_data = const_cast<unsigned char*>(data); // ours from here on
     file->m_size = size;
+    file->m_isWide = false;
     return true;
 }
 
@@ -81,6 +97,16 @@ unsigned long long CMemFileSystem::_CopyStored(wstring const& path, unsigned cha
 MemFileInfo const* CMemFileSystem::_FindFile(wstring const& path) const {
     auto const found = m_files.find(path);
     return found != m_files.end() ? found->second : nullptr;
+}
+
+// False, with `out` as it was, for a file that is not known to be wide text as its reader sees it.
+bool CMemFileSystem::_ReadWideText(wstring const& path, wstring& out) const {
+    MemFileInfo const* const file = _FindFile(path);
+    if (!file || !file->m_isWide || !_FindProcessor(path).IsNull()) return false;
+    out.clear();
+    for (unsigned long long i = 0; i + 3 < file->m_size; i += 2) // all but the terminator
+        out += static_cast<wchar_t>(file->m_data[i] | file->m_data[i + 1] << 8);
+    return true;
 }
 
 // The block of a file that is to have `size` bytes: the one it has if that fits exactly, else a new one in its place.

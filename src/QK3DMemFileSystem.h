@@ -8,6 +8,7 @@ namespace qk3d {
 struct MemFileInfo {
     unsigned char* m_data = nullptr; // owned by the store, released with free
     unsigned long long m_size = 0;
+    bool m_isWide = false; // it was written as wide text, which nothing in the bytes would tell
 };
 
 /// Named blocks of memory. Names are compared exactly: no letter case, no blanks, no separators.
@@ -32,6 +33,11 @@ public:
     using CFileStore::DeleteFileA;
     bool DeleteFileA(wstring const& path) override;
 
+    /// Text that was written as wide text is known to be that; all other bytes are looked at.
+    using CFileStore::ReadFileAsString;
+    bool ReadFileAsString(wstring const& path, wstring& out) const override;
+    bool ReadFileAsString(wstring const& path, string& out) const override;
+
     /// Stores a copy of the text, with a zero at its end that counts in the size; wide text in 16 bits a unit. Empty
     /// text is refused, and so is wide text with an element that is no UTF-16 unit.
     using CFileStore::WriteStringToNewFile;
@@ -50,6 +56,7 @@ protected:
 
 private:
     MemFileInfo const* _FindFile(wstring const& path) const;
+    bool _ReadWideText(wstring const& path, wstring& out) const;
     unsigned char* _PrepareBlock(wstring const& path, unsigned long long size);
     void _Destroy(MemFileInfo* file);
 };

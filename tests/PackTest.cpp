@@ -1,0 +1,148 @@
+// PackTest.cpp: the program qk3d-pack, alone and against other programs that know archives.
+#include "QK3DPackageFileSystem.h"
+#include "TempFolder.h"
+#include "TestZip.h"
+
+#include <cstdlib>
+#include <gtest/gtest.h>
+#include <random>
+
+namespace fs = std::filesystem;
+
+namespace {
+class PackTest : public testing::Test {
+protected:
+    PackTest() {
+        std::mt19937 random(5);
+        std::string noise(70'000, '\0');
+        for (char& byte : noise) byte = static_cast<char>(random());
+        m_folder.Write("in/Readme.txt", "hello\n");
+        m_folder.Write("in/Textures/Stone.bin", noise);
+        m_folder.Write("in/Textures/zeros", std::string(100'000, '\0'));
+        m_folder.Write("in/图片/é.txt", "é");
+        m_folder.Write("in/empty", "");
+    }
+
+    // Runs a command line of the shell in the test's folder; its exit status. What it says is kept for SaidThat.
+    int Run(std::string const& command) {
+        std::string const line = "cd '" + m_folder.Path() + "' && { " + command + "; } > said 2>&1";
+        int const status = std::system(line.c_str());
+        return status >= 0 ? status >> 8 : status;
+    }
+    int Pack(std::string const& arguments) { return Run("'" QK3D_PACK "' " + arguments); }
+
+    bool Said(std::string const& words) const {
+        return TempFolder::Read(m_folder.Path("said")).find(words) != std::string::npos;
+    }
+
+    std::string File(std::string const& name) const { return TempFolder::Read(m_folder.Path(name)); }
+
+    bool HasProgram(std::string const& name) { return Run("command -v " + name) == 0; }
+
+    TempFolder m_folder;
+};
+} // namespace
+
+TEST_F(PackTest, WhatIsPackedComesOutAgainFromTheToolAndTheStore) {
+    for (std::string const option : {"", "--deflate "}) {
+        ASSERT_EQ(Pack("create " + option + "p.pak in"), 0);
+        EXPECT_EQ(Pack("verify p.pak"), 0);
+        EXPECT_TRUE(Said("5 files are good"));
+        EXPECT_EQ(Pack("extract p.pak 'out " + option + "'"), 0);
+        EXPECT_EQ(Run("diff -r in 'out " + option + "'"), 0);
+        EXPECT_EQ(Pack("list p.pak"), 0);
+        EXPECT_TRUE(Said(option.empty() ? "stored     Textures/zeros" : "deflated   Textures/zeros"));
+        EXPECT_EQ(fs::file_size(m_folder.Path("p.pak")) < 80'000, !option.empty());
+
+        qk3d::CPackageFileSystem store;
+        ASSERT_TRUE(store.OpenPackage(m_folder.WidePath("p.pak")));
+        unsigned char* block = nullptr;
+        auto const size = store.ReadFileAsBinary(L"textures\\stone.BIN", &block);
+        EXPECT_TRUE(std::string(block, block + size) == File("in/Textures/Stone.bin"));
+        std::free(block);
+        std::string text;
+        EXPECT_TRUE(store.ReadFileAsString(L"\x56FE\x7247/\u00C9.txt", text));
+        EXPECT_EQ(text, "\xA8\xA6");
+    }
+}
+
+TEST_F(PackTest, TheSameFilesGiveTheSameBytes) {
+    ASSERT_EQ(Pack("create a.pak in"), 0);
+    fs::copy(m_folder.Path("in"), m_folder.Path("later"), fs::copy_options::recursive);
+    fs::last_write_time(m_folder.Path("later/empty"), fs::file_time_type::clock::now() + std::chrono::hours(30));
+    fs::permissions(m_folder.Path("later/empty"), fs::perms::owner_all);
+    ASSERT_EQ(Pack("create b.pak later"), 0);
+    EXPECT_TRUE(File("a.pak") == File("b.pak"));
+    ASSERT_EQ(Pack("create later/c.pak later"), 0);
+    ASSERT_EQ(Pack("create later/c.pak later"), 0) << "over itself, without packing itself";
+    EXPECT_TRUE(File("a.pak") == File("later/c.pak"));
+}
+
+TEST_F(PackTest, FailuresAreToldAndLeaveWhatWasThere) {
+    ASSERT_EQ(Pack("create p.pak in"), 0);
+    std::string const good = File("p.pak");
+    m_folder.Write("case/A", "1");
+    m_folder.Write("case/a", "2");
+    m_folder.Write("names/a:b", "1");
+    m_folder.Write("bytes/\xFF", "1");
+    m_folder.Write("text", "no package");
+    m_folder.Write("climbs.pak", MakeZip({{"../escaped", "x"}}));
+    std::string spoilt = good;
+    spoilt[spoilt.find("hello")] = 'j';
+    m_folder.Write("spoilt.pak", spoilt);
+    struct {
+        char const* arguments;
+        int status;
+        char const* words;
+    } const rows[] = {
+        {"create p.pak case", 1, "differ in case only"},
+        {"create p.pak names", 1, "has no \":\""},
+        {"create p.pak bytes", 1, "not UTF-8"},
+        {"create p.pak nowhere", 1, "no such folder: nowhere"},
+        {"create nowhere/p.pak in", 1, "cannot write nowhere/p.pak"},
+        {"verify text", 1, "it is no archive, or not whole"},
+        {"list nowhere", 1, "cannot open nowhere"},
+        {"extract climbs.pak out", 1, "leads out of it"},
+        {"verify spoilt.pak", 1, "cannot read Readme.txt"},
+        {"extract spoilt.pak out", 1, "cannot read Readme.txt"},
+        {"extract p.pak text", 1, "cannot write text/"},
+        {"", 2, "usage: qk3d-pack create"},
+        {"pack p.pak in", 2, "usage: qk3d-pack create"},
+        {"create p.pak", 2, "usage: qk3d-pack create"},
+        {"list p.pak in", 2, "usage: qk3d-pack create"},
+        {"list --deflate p.pak", 2, "--deflate goes with create"},
+        {"create --fast p.pak in", 2, "unknown option --fast"},
+        {"--help", 0, "usage: qk3d-pack create"},
+    };
+    for (auto const& row : rows) {
+        EXPECT_EQ(Pack(row.arguments), row.status) << row.arguments;
+        EXPECT_TRUE(Said(row.words)) << row.arguments << " said: " << File("said");
+        EXPECT_TRUE(File("p.pak") == good) << row.arguments;
+        EXPECT_FALSE(fs::exists(m_folder.Path("p.pak.part"))) << row.arguments;
+    }
+    EXPECT_FALSE(fs::exists(m_folder.Path("escaped")));
+    EXPECT_FALSE(fs::exists(m_folder.Path("out/Readme.txt"))) << "what cannot be read is not made";
+    EXPECT_EQ(File("out/图片/é.txt"), "é") << "the rest is";
+}
+
+TEST_F(PackTest, OtherProgramsReadOurPackagesAndWeReadTheirs) {
+    ASSERT_EQ(Pack("create --deflate ours.pak in"), 0);
+    int known = 0;
+    if (HasProgram("unzip")) {
+        ++known;
+        EXPECT_EQ(Run("unzip -q ours.pak -d unzipped && diff -r in unzipped"), 0) << File("said");
+    }
+    if (HasProgram("zip")) {
+        ++known;
+        ASSERT_EQ(Run("cd in && zip -q -r ../theirs.zip Readme.txt Textures empty"), 0) << File("said");
+        EXPECT_EQ(Pack("extract theirs.zip zipped"), 0);
+        fs::remove_all(m_folder.Path("in/图片"));
+        EXPECT_EQ(Run("diff -r in zipped"), 0) << File("said");
+    }
+    if (HasProgram("python3")) {
+        ++known;
+        EXPECT_EQ(Run("python3 -c \"import zipfile; assert zipfile.ZipFile('ours.pak').testzip() is None\""), 0);
+        EXPECT_EQ(Run("python3 -m zipfile -c py.zip in/ && '" QK3D_PACK "' verify py.zip"), 0) << File("said");
+    }
+    if (known == 0) GTEST_SKIP() << "no such program here";
+}
