@@ -2,12 +2,13 @@
 #pragma once
 
 #include "QK3DExport.h"
+#include "QK3DOverlayItemMap.h"
 #include "QK3DTypes.h"
-#include <map>
 #include <set>
 
 namespace qk3d {
 class COverlayItem;
+class CRenderSystem;
 
 /// Holds overlay items by name, finds their script files and lays them out once a frame. It draws nothing: an item is
 /// drawn by the render targets it was added to with CRenderTarget::AddOverlayItem.
@@ -40,15 +41,18 @@ public:
     void DestroyOverlayItem(string const& name);
     void DestroyAllOverlayItem();
 
-    /// Lays out all items in order of name and writes the quads that changed. Once a frame, before drawing. Items may be
-    /// made and destroyed from the listeners of items; those made are visited if their name is still to come.
+    /// Lays out all items in order of name and writes the quads that changed. Once a frame, before drawing.
+    /// Listeners of items may make and destroy items.
     void Update();
 
     /// For the destructor of an item: takes its entry out.
     void _NotifyOverlayItemDestroy(COverlayItem* item);
 
+    /// From the engine root, before it destroys a render system: items give up what they have on it.
+    void _NotifyRenderSystemDestroy(CRenderSystem* renderSystem);
+
 protected:
     std::set<string> m_scriptDirs;
-    std::map<string, COverlayItem*> m_overlayItems; // owned
+    COverlayItemMap m_overlayItems; // owned
 };
 } // namespace qk3d
