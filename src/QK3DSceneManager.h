@@ -70,7 +70,8 @@ public:
     void DestroyCamera(CCamera* camera);
     void DestroyAllCamera();
 
-    /// An entity with a generated name. `type` must name a class of entities: "CEntity" is the engine's own.
+    /// An entity with a generated name. `type` names a class of entities, "CEntity" being the engine's own; the object
+    /// of another type is made all the same, but the result is null.
     CEntity* CreateEntity(string const& type);
     CEntity* CreateEntity(string const& type, string const& name);
     /// An entity that shows a mesh of the default resource system: the resource `meshName`, or `meshFile` when that is
@@ -97,7 +98,7 @@ protected:
     std::map<string, CCamera*> m_cameras;                // owned
 
 private:
-    string FreeName(string const& type, char const* prefix) const;
+    string FreeObjectName(string const& type, char const* prefix) const;
     CMovableObject* MakeMovableObject(string const& type, string const& name);
 };
 } // namespace qk3d

@@ -5,6 +5,7 @@
 #include "QK3DListenerList.h"
 #include "QK3DQuaternion.h"
 #include "QK3DTypes.h"
+#include <cstddef>
 #include <vector>
 
 namespace qk3d {
@@ -45,9 +46,10 @@ public:
     /// The same under a generated name.
     virtual CSceneNode* CreateChildSceneNode(Vector3 const& position, Quaternion const& rotation);
 
-    /// Takes `child` from its parent, if it has one, and lists it here. Refused with a log line, and `child` stays where
-    /// it is, when this node lies in the tree below `child` or has another child of that name. Null is ignored. Children
-    /// lie in an array in name order, so adding costs time with the number of children that follow.
+    /// Takes `child` from its parent, if it has one, and lists it here. A name that is listed already keeps its node: the
+    /// new child then has this node as its parent, but is not found, shown or updated through it, and the log says so.
+    /// Refused with a log line, and nothing changes, when this node is `child` or lies below it. Null is ignored.
+    /// Children lie in an array in name order, so adding costs time with the number of children that follow.
     virtual void AddChild(CSceneNode* child);
     virtual CSceneNode* GetChild(string const& name);
     /// Gives the child `name` to `other`, under the rules of `AddChild`.
@@ -123,7 +125,8 @@ protected:
     bool m_visible = true;
     bool m_transformChanged = false;
     bool m_worldMatrixIdentity = true;
-    bool m_isWalked = false; // some walk stands on this node or has passed it and may come back
+    bool m_isListed = false; // by the parent, under the name
+    bool m_isWalked = false; // some walk over the tree stands on this node or below it
     Matrix44 m_transform = Matrix44::IDENTITY;
     Matrix44 m_worldTransform = Matrix44::IDENTITY;
     std::vector<CMovableObject*> m_attachedObjects; // not owned
@@ -132,10 +135,11 @@ protected:
 
 private:
     class CWalk;
-    friend class CWalk;
 
-    void RecomputeWorld(bool parentChanged);
-    void UnlinkChild(std::size_t place);
-    void UnlinkObject(std::size_t place);
+    std::size_t FindChildPlace(string const& name) const;
+    CSceneNode* FindListedChild(string const& name) const;
+    void UnlinkChild(CSceneNode* child);
+    void UnlinkObject(CMovableObject* object);
+    bool RecomputeWorld(bool parentChanged);
 };
 } // namespace qk3d
