@@ -24,15 +24,17 @@ public:
 
     /// The best technique of the material, which is looked up and loaded if need be. Null without a material.
     CTechnique* GetTechnique() override;
-    /// Updates the entity first if that has moved since its last update. A null `out` is ignored.
+    /// Updates the entity first if that has moved since its last update; if its mesh has to be loaded again by that, this
+    /// sub-entity is gone and `out` unchanged. A null `out` is ignored.
     void GetWorldTransform(Matrix44* out) const override;
     /// Always 0: sub-entities go by their pass alone.
     float GetSquaredViewDepth(CCamera* camera, long long time) const override;
     void GetRenderOperation(CRenderOperation& out) const override;
 
     CEntity* GetParent() const { return m_parent; }
+    /// Null for none, and once the sub-mesh was destroyed.
     CSubMesh* GetSubMesh() { return m_subMesh; }
-    void SetSubMesh(CSubMesh* subMesh) { m_subMesh = subMesh; }
+    void SetSubMesh(CSubMesh* subMesh);
     string const& GetMaterialName() const { return m_materialName; }
     /// A material that is held already stays in use: the name is looked up while there is none.
     void SetMaterialName(string const& name) { m_materialName = name; }
@@ -71,6 +73,10 @@ protected:
     _ResourceSharePtr<CMaterial> m_material;
     mutable bool m_transformChanged = false;
     mutable Matrix44 m_worldTransform = Matrix44::IDENTITY;
+
+private:
+    CSubEntity* m_previousUser = nullptr; // of the same sub-mesh
+    CSubEntity* m_nextUser = nullptr;
 };
 
 /// Shows a mesh, with one sub-entity for each of its sub-meshes. Whenever it is updated or drawn and its mesh is not

@@ -8,8 +8,10 @@
 namespace qk3d {
 class CMesh;
 class CRenderSystem;
+class CSubEntity;
 
-/// A part of a mesh that is drawn with one material: a shape, own or shared vertices, and perhaps indices.
+/// A part of a mesh that is drawn with one material: a shape, own or shared vertices, and perhaps indices. Sub-entities
+/// that show it forget it when it is destroyed.
 class QK3D_API CSubMesh {
 public:
     CSubMesh(CMesh* parent, bool useShareVertexData);
@@ -42,6 +44,11 @@ protected:
     CIndexData* m_indexData = nullptr;           // owned
     EShapeType m_shapeType = ST_TRIANGLELIST;
     string m_materialName;
+
+private:
+    friend class CSubEntity;
+
+    CSubEntity* m_firstUser = nullptr; // the sub-entities that show this, linked through them
 };
 
 /// Sub-meshes and the vertices they share. The engine knows no mesh file: geometry comes from a resource loader or from

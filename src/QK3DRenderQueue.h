@@ -26,9 +26,9 @@ struct QK3D_API RenderablePass {
     RenderablePass(CRenderableObject* renderable_, CPass* pass_) : renderable(renderable_), pass(pass_) {}
     bool operator<(RenderablePass const& other) const { return RenderablePassCmpByPassAesc(*this, other); }
 
-    /// Order by the number of states that the pass sets itself, fewest first: those of its render state, unless both
-    /// passes share that block, and of its texture states. An entry without a pass goes before one with a pass. Entries
-    /// with as many states, or with the same pass, go by their addresses.
+    /// Order by the number of states that the pass sets itself, fewest first: those of its render state and of its texture
+    /// states. An entry without a pass goes before one with a pass. Entries with as many states, or with the same pass, go
+    /// by their addresses.
     static bool RenderablePassCmpByPassAesc(RenderablePass const& a, RenderablePass const& b);
     /// The same backwards: most states first, the higher address first. An entry without a pass goes last.
     static bool RenderablePassCmpByPassDesc(RenderablePass const& a, RenderablePass const& b);
@@ -50,7 +50,8 @@ public:
     void AddRenderablePass(CRenderableObject* renderable, CPass* pass);
     void Clear();
     /// By depth from `camera`; depths that differ by no more than 1.1920929e-7 are equal, and then the pass decides, as
-    /// it does alone with no camera. Whatever the depths are, NaN too, all entries come out, each of them once.
+    /// it does alone with no camera. Whatever the depths are, NaN too, all entries come out, each of them once. Telling
+    /// its depth, an object must not change the queue.
     void Sort(CCamera* camera, long long time);
     /// In the present order. An object may add to the collection or clear it while it is drawn.
     void Render(CRenderSystem* renderSystem, long long time);
@@ -60,14 +61,13 @@ public:
     RenderablePass const& GetRenderablePass(std::size_t index) const { return m_entries[m_order[index]]; }
 
 private:
-    struct PassStates;
     class CLess;
 
     QueueSortMode m_sortMode;
     std::vector<RenderablePass> m_entries;
     std::vector<unsigned int> m_order;   // places in m_entries, in the order of drawing
     std::vector<unsigned int> m_scratch; // of the sort
-    std::vector<PassStates> m_states;    // by entry; what the sort has worked out about its pass
+    std::vector<unsigned int> m_states;  // by entry: how many states its pass sets, once the sort has asked for it
     CLifeLine m_life;
 };
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "QK3DExport.h"
+#include "QK3DLifeWatch.h"
 #include "QK3DListenerList.h"
 
 namespace qk3d {
@@ -12,7 +13,7 @@ class CTechnique;
 struct Matrix44;
 
 /// Says how it is drawn (technique), where (world transform, depth) and what (geometry), and frames each draw with two
-/// hooks. It must live as long as it stands in a queue.
+/// hooks. It must live as long as it stands in a queue; while it is drawn itself, a listener may destroy it.
 class QK3D_API CRenderableObject {
 public:
     /// Told before and after each draw. Does nothing until overridden.
@@ -37,6 +38,8 @@ public:
     virtual void GetRenderOperation(CRenderOperation& out) const = 0;
 
 protected:
+    friend class CQueueRenderableCollection;
+
     /// False leaves this draw out.
     virtual bool _PerRenderImpl(CRenderSystem* renderSystem, long long time);
     virtual void _PostRenderImpl(CRenderSystem* renderSystem, long long time);
@@ -61,5 +64,6 @@ protected:
 
     bool m_visible = true;
     CListenerList<CRenderListener> m_renderListeners;
+    mutable CLifeLine m_life;
 };
 } // namespace qk3d

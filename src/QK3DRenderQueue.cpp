@@ -1,0 +1,87 @@
+// QK3DRenderQueue.cpp: filling and drawing the queue.
+#include "QK3DRenderQueue.h"
+#include "QK3DMaterial.h"
+#include "QK3DMatrix.h"
+#include "QK3DPass.h"
+#include "QK3DRenderOperation.h"
+#include "QK3DRenderSystem.h"
+#include "QK3DRenderableObject.h"
+#include <algorithm>
+
+namespace qk3d {
+CQueueRenderableCollection::CQueueRenderableCollection(QueueSortMode mode) : m_sortMode(mode) {}
+CQueueRenderableCollection::~CQueueRenderableCollection() = default;
+
+void CQueueRenderableCollection::SetQueueSortMode(QueueSortMode mode) {
+    if (m_order.empty()) m_sortMode = mode;
+}
+
+void CQueueRenderableCollection::AddRenderablePass(CRenderableObject* renderable, CPass* pass) {
+    if (!renderable) return;
+    auto const entry = static_cast<unsigned int>(m_entries.size());
+    m_entries.emplace_back(renderable, pass);
+    auto place = m_order.end();
+    if (m_sortMode == QSM_BY_PASS)
+        place = std::lower_bound(m_order.begin(), m_order.end(), entry, [this](unsigned int a, unsigned int b) {
+            return RenderablePass::RenderablePassCmpByPassDesc(m_entries[a], m_entries[b]);
+        });
+    m_order.insert(place, entry);
+}
+
+void CQueueRenderableCollection::Clear() {
+    m_entries.clear();
+    m_order.clear();
+}
+
+void CQueueRenderableCollection::Render(CRenderSystem* renderSystem, long long time) {
+    CLifeWatch const watch(m_life);
+    CRenderOperation operation;
+    Matrix44 world;
+    for (std::size_t i = 0; !watch.IsDead() && i < m_order.size(); ++i) {
+        // A copy: drawing may draw a texture, and with it anything.
+        RenderablePass const entry = GetRenderablePass(i);
+        CLifeWatch const entryWatch(entry.renderable->m_life);
+        if (entry.pass) entry.pass->PrepareForRender(renderSystem, time);
+        if (entryWatch.IsDead() || !entry.renderable->PerRender(renderSystem, time)) continue;
+        renderSystem->SetPass(entry.pass);
+        entry.renderable->GetWorldTransform(&world);
+        if (entryWatch.IsDead()) continue;
+        renderSystem->SetWorldMatrix(world);
+        entry.renderable->GetRenderOperation(operation);
+        renderSystem->Render(operation);
+        entry.renderable->PostRender(renderSystem, time);
+    }
+}
+
+CRenderQueue::CRenderQueue() : m_opaque(QSM_FRONT_TO_BACK), m_alpha(QSM_BACK_TO_FRONT), m_byPass(QSM_BY_PASS) {}
+CRenderQueue::~CRenderQueue() = default;
+
+void CRenderQueue::AddRenderableObject(CRenderableObject* object) {
+    if (!object) return;
+    CTechnique* const technique = object->GetTechnique();
+    unsigned int const passNum = technique ? technique->GetPassNum() : 0;
+    for (unsigned int i = 0; i < passNum; ++i) {
+        CPass* const pass = technique->GetPass(i);
+        (pass->IsAlpha() ? m_alpha : m_opaque).AddRenderablePass(object, pass);
+    }
+    if (passNum == 0) m_opaque.AddRenderablePass(object, nullptr);
+}
+
+void CRenderQueue::Clear() {
+    m_opaque.Clear();
+    m_alpha.Clear();
+    m_byPass.Clear();
+}
+
+void CRenderQueue::Sort(CCamera* camera, long long time) {
+    m_opaque.Sort(camera, time);
+    m_alpha.Sort(camera, time);
+}
+
+void CRenderQueue::Render(CRenderSystem* renderSystem, long long time) {
+    CLifeWatch const watch(m_life);
+    m_opaque.Render(renderSystem, time);
+    if (!watch.IsDead()) m_byPass.Render(renderSystem, time);
+    if (!watch.IsDead()) m_alpha.Render(renderSystem, time);
+}
+} // namespace qk3d

@@ -1,0 +1,122 @@
+// QK3DRenderQueueSort.cpp: the order of the queue.
+#include "QK3DPass.h"
+#include "QK3DRenderQueue.h"
+#include "QK3DRenderState.h"
+#include "QK3DRenderableObject.h"
+#include "QK3DTextureState.h"
+#include <algorithm>
+#include <cmath>
+#include <functional>
+
+namespace qk3d {
+namespace {
+// Depths that differ by no more count as equal: the spacing of floats at 1.
+constexpr float kDepthTolerance = 1.1920929e-7f;
+constexpr unsigned int kUnknown = ~0u;
+
+// A block that two passes share counts the same on both sides, so leaving it out of their comparison changes nothing, and
+// one number for each pass serves against all others.
+unsigned int CountStates(CPass const& pass) {
+    unsigned int count = 0;
+    if (auto const& state = pass.GetRenderState(); state != nullptr) count += state->GetStateNum();
+    for (auto state = pass.EnumTextureStateBegin(); state != pass.EnumTextureStateEnd(); ++state)
+        if (*state != nullptr) count += (*state)->GetStateNum();
+    return count;
+}
+
+// Negative if `a` has fewer states, positive if it has more, 0 if addresses decide. No pass is less than any pass.
+template <class Count>
+int ComparePasses(CPass const* a, CPass const* b, Count const& count) {
+    if (a == b) return 0;
+    if (!a || !b) return a ? 1 : -1;
+    auto const na = count(*a, 0), nb = count(*b, 1);
+    return na < nb ? -1 : na > nb ? 1 : 0;
+}
+
+int CompareStates(RenderablePass const& a, RenderablePass const& b) {
+    return ComparePasses(a.pass, b.pass, [](CPass const& pass, int) { return CountStates(pass); });
+}
+
+// Sorts what `less` may be wrong about: every loop is bounded by places alone. In order already costs one comparison a run.
+template <class Less>
+void MergeSort(std::vector<unsigned int>& items, std::vector<unsigned int>& scratch, Less const& less) {
+    constexpr std::size_t kRun = 8;
+    std::size_t const size = items.size();
+    for (std::size_t begin = 0; begin < size; begin += kRun) {
+        std::size_t const end = std::min(begin + kRun, size);
+        for (std::size_t i = begin + 1; i < end; ++i) {
+            unsigned int const item = items[i];
+            std::size_t hole = i;
+            for (; hole > begin && less(item, items[hole - 1]); --hole) items[hole] = items[hole - 1];
+            items[hole] = item;
+        }
+    }
+
+    scratch.resize(size);
+    for (std::size_t width = kRun; width < size; width *= 2) {
+        for (std::size_t begin = 0; begin + width < size; begin += 2 * width) {
+            std::size_t const middle = begin + width, end = std::min(middle + width, size);
+            if (!less(items[middle], items[middle - 1])) continue;
+            // The left run moves aside, so that the gap never reaches what is still to be read of the right one.
+            std::copy_n(items.data() + begin, width, scratch.data());
+            std::size_t left = 0, right = middle, out = begin;
+            while (left < width && right < end)
+                items[out++] = less(items[right], scratch[left]) ? items[right++] : scratch[left++];
+            std::copy_n(scratch.data() + left, width - left, items.data() + out);
+        }
+    }
+}
+} // namespace
+
+bool RenderablePass::RenderablePassCmpByPassAesc(RenderablePass const& a, RenderablePass const& b) {
+    int const order = CompareStates(a, b);
+    return order ? order < 0 : std::less<>()(&a, &b);
+}
+
+bool RenderablePass::RenderablePassCmpByPassDesc(RenderablePass const& a, RenderablePass const& b) {
+    int const order = CompareStates(a, b);
+    return order ? order > 0 : std::less<>()(&b, &a);
+}
+
+// Compares entries by their places, which rise with their addresses.
+class CQueueRenderableCollection::CLess {
+public:
+    CLess(CQueueRenderableCollection& collection, CCamera* camera, long long time)
+        : m_collection(collection), m_camera(camera), m_time(time),
+          m_isAscending(collection.m_sortMode == QSM_FRONT_TO_BACK) {}
+
+    bool operator()(unsigned int a, unsigned int b) const {
+        if (!m_camera) return IsPassBefore(a, b, true);
+        float const da = GetDepth(a), db = GetDepth(b);
+        if (std::fabs(db - da) > kDepthTolerance) return m_isAscending ? da < db : da > db;
+        return IsPassBefore(a, b, m_isAscending);
+    }
+
+private:
+    float GetDepth(unsigned int entry) const {
+        return m_collection.m_entries[entry].renderable->GetSquaredViewDepth(m_camera, m_time);
+    }
+
+    bool IsPassBefore(unsigned int a, unsigned int b, bool isAscending) const {
+        int order = ComparePasses(m_collection.m_entries[a].pass, m_collection.m_entries[b].pass,
+                                  [&](CPass const& pass, int side) {
+                                      unsigned int& states = m_collection.m_states[side ? b : a];
+                                      if (states == kUnknown) states = CountStates(pass);
+                                      return states;
+                                  });
+        if (order == 0) order = a < b ? -1 : a > b ? 1 : 0;
+        return isAscending ? order < 0 : order > 0;
+    }
+
+    CQueueRenderableCollection& m_collection;
+    CCamera* m_camera;
+    long long m_time;
+    bool m_isAscending;
+};
+
+void CQueueRenderableCollection::Sort(CCamera* camera, long long time) {
+    if (m_sortMode == QSM_BY_PASS) return; // in order already
+    m_states.assign(m_entries.size(), kUnknown);
+    MergeSort(m_order, m_scratch, CLess(*this, camera, time));
+}
+} // namespace qk3d
