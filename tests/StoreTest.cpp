@@ -3,8 +3,8 @@
 #include "QK3DMemFileSystem.h"
 #include "QK3DPackageFileSystem.h"
 #include "QK3DText.h"
-#include "QKLog.h"
 #include "TempFolder.h"
+#include "TestLog.h"
 #include "TestProcessor.h"
 #include "TestZip.h"
 
@@ -32,23 +32,6 @@ string ReadAll(CFileSystem const& store, wstring const& path) {
     return bytes;
 }
 
-// Listens to the log for as long as it lives.
-class LogLines {
-public:
-    LogLines() {
-        qklib::CLoger::SetSink(
-            [](qklib::LogRecord const& record, void* lines) {
-                *static_cast<string*>(lines) += std::to_string(record.level) + ' ' + record.message + '\n';
-            },
-            &m_lines);
-    }
-    ~LogLines() { qklib::CLoger::SetSink(nullptr, nullptr); }
-    string Take() { return std::exchange(m_lines, ""); }
-
-private:
-    string m_lines;
-};
-
 // Shows what is meant for derived classes.
 class OpenStore : public CPackageFileSystem {
 public:
@@ -67,14 +50,14 @@ protected:
         return wide;
     }
 
-    LogLines m_log;
+    CTestLog m_log;
     TempFolder m_folder;
     OpenStore m_store;
 };
 } // namespace
 
 TEST(MemFileSystem, KeepsTextsWithTheirTerminator) {
-    LogLines log;
+    CTestLog log;
     {
         CMemFileSystem store;
         EXPECT_TRUE(store.WriteStringToNewFile("a", "xyz"));
@@ -102,7 +85,7 @@ TEST(MemFileSystem, KeepsTextsWithTheirTerminator) {
         EXPECT_EQ(store.GetFileSize("a"), 6u) << "what was refused has changed nothing";
         EXPECT_FALSE(store.WriteStringToNewFile("", "x"s)) << "nobody could find it";
     }
-    EXPECT_EQ(log.Take(), "4 CMemFileSystem Destroy\n");
+    EXPECT_EQ(log.TakeLines(), LogLines({{qklib::LOG_INFO, "CMemFileSystem Destroy"}}));
 }
 
 TEST(MemFileSystem, TakesBlocksOverAndGivesCopies) {
@@ -235,7 +218,7 @@ TEST_F(PackageTest, StoredAndDeflatedFilesAreReadAndTheOthersAreNot) {
     m_store.ClosePackage();
     EXPECT_FALSE(m_store.IsFileExist(L"stored"));
     EXPECT_EQ(m_store.GetFileData(L"stored", nullptr), 0u);
-    EXPECT_EQ(m_log.Take(), "");
+    EXPECT_EQ(m_log.TakeLines(), LogLines({}));
 }
 
 TEST_F(PackageTest, NamesAreInTheEncodingThatTheirFlagTells) {
@@ -286,11 +269,13 @@ TEST_F(PackageTest, APackageThatIsWrongAnywhereIsRefusedAndToldInTheLog) {
         ASSERT_TRUE(Open(good));
         EXPECT_FALSE(Open(row.bytes)) << row.what;
         EXPECT_TRUE(m_store.m_files.empty() && m_store.m_rootPath.empty()) << row.what;
-        EXPECT_EQ(m_log.Take().find("8 The Package File Error : " + m_folder.Path("Pak.zip")), 0u) << row.what;
+        auto const lines = m_log.TakeLines();
+        ASSERT_EQ(lines.size(), 1u) << row.what;
+        EXPECT_TRUE(lines[0].starts_with("8 The Package File Error : " + m_folder.Path("Pak.zip") + ", ")) << row.what;
     }
     EXPECT_FALSE(m_store.OpenPackage(m_folder.WidePath("missing.zip")));
     EXPECT_FALSE(m_store.OpenPackage(m_folder.WidePath()));
-    EXPECT_EQ(m_log.Take(), "") << "a file that is not there is no news";
+    EXPECT_EQ(m_log.TakeLines(), LogLines({})) << "a file that is not there is no news";
     EXPECT_TRUE(Open(MakeZip({}))) << "no files are no fault";
 }
 
@@ -328,7 +313,7 @@ TEST_F(PackageTest, CutAndSpoiltArchivesGiveARightAnswerOrNone) {
             string const read = ReadAll(m_store, key);
             EXPECT_TRUE(read == "none" || read == "hello" || read == "inflated") << "seed " << seed << ", round " << i;
         }
-        m_log.Take();
+        m_log.TakeLines();
     }
     EXPECT_GT(opened, 20) << "some damage does not show in the directory";
 }
