@@ -71,8 +71,8 @@ public:
                            unsigned int height);
     CViewport* AddViewport(CCamera* camera, short z, float left, float top, float width, float height);
 
-    /// Overlay items are drawn over all viewports, in the order of their addresses. They are not owned: remove one
-    /// before it dies. Adding twice keeps one; null is ignored.
+    /// Overlay items are drawn over all viewports, in the order of their addresses. They are not owned; one that dies
+    /// leaves its targets. Adding twice keeps one; null is ignored.
     void AddOverlayItem(COverlayItem* item);
     void RemoveOverlayItem(COverlayItem* item);
     void RemoveAllOverlayItem();
