@@ -405,12 +405,7 @@ TEST_F(Resource, ResourcesOutliveTheTableAndTheManager) {
 }
 
 TEST_F(Resource, AManagerThatGoesTakesNoRequests) {
-    // One that keeps what nobody holds, as the manager of programs does.
-    class Keeping : public CTestManager {
-        using CTestManager::CTestManager;
-        void _NotifyResourceRelease(ResourceSharePtr const&, int) override {}
-    };
-    auto keeping = std::make_unique<Keeping>(book);
+    auto keeping = std::make_unique<CKeepingManager>(book);
     CResourceManager* const manager = keeping.get();
     keeping->Make("a");
     EXPECT_EQ(keeping->Names(), "a ");

@@ -82,4 +82,13 @@ protected:
 
     HookBook& m_book;
 };
+
+/// Keeps what nobody holds, as the manager of programs does.
+class CKeepingManager : public CTestManager {
+public:
+    using CTestManager::CTestManager;
+
+protected:
+    void _NotifyResourceRelease(ResourceSharePtr const&, int) override {}
+};
 } // namespace qk3d
