@@ -79,7 +79,8 @@ PixelSurface MakeSurface(GLuint texture, FormatRow const& row, unsigned width, u
     return {texture, row.internalFormat, IsDepthFormat(row), row.blockBytes != 0, width, height};
 }
 
-bool StretchRectangle(PixelSurface const& source, CBox const& from, PixelSurface const& dest, CBox const& to, bool smooth) {
+bool StretchRectangle(PixelSurface const& source, CBox const& from, PixelSurface const& dest, CBox const& to,
+                      bool smooth) {
     if (!CanBlit(source, dest)) return false;
     BlitState state;
     if (!state.Attach(source, dest)) return false;
@@ -121,10 +122,10 @@ bool CopyRectangles(PixelSurface const& source, PixelSurface const& dest, CBox c
                                       (copy.width % 4 != 0 && copy.x + copy.width != source.width) ||
                                       (copy.height % 4 != 0 && copy.y + copy.height != source.height)))
                 return false;
-            glCopyImageSubData(source.texture, GL_TEXTURE_2D, 0, static_cast<GLint>(copy.x),
-                               static_cast<GLint>(copy.y), 0, dest.texture, GL_TEXTURE_2D, 0,
-                               static_cast<GLint>(copy.toX), static_cast<GLint>(copy.toY), 0,
-                               static_cast<GLsizei>(copy.width), static_cast<GLsizei>(copy.height), 1);
+            glCopyImageSubData(source.texture, GL_TEXTURE_2D, 0, static_cast<GLint>(copy.x), static_cast<GLint>(copy.y),
+                               0, dest.texture, GL_TEXTURE_2D, 0, static_cast<GLint>(copy.toX),
+                               static_cast<GLint>(copy.toY), 0, static_cast<GLsizei>(copy.width),
+                               static_cast<GLsizei>(copy.height), 1);
         }
         return true;
     }

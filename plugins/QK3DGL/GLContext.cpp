@@ -7,13 +7,16 @@ namespace qk3d::gl {
 namespace {
 constexpr int kNeededVersion = 45; // as epoxy counts: direct state access and clip control are core from here on
 
-void APIENTRY OnMessage(GLenum, GLenum type, GLuint, GLenum severity, GLsizei length, GLchar const* text,
+void APIENTRY OnMessage(GLenum source, GLenum type, GLuint, GLenum severity, GLsizei length, GLchar const* text,
                         void const*) {
+    if (source == GL_DEBUG_SOURCE_SHADER_COMPILER) return; // programs report their own errors, and better
     int const shown = static_cast<int>(length);
     if (type == GL_DEBUG_TYPE_ERROR || type == GL_DEBUG_TYPE_UNDEFINED_BEHAVIOR)
         GL_LOG(LOG_ERROR, "OpenGL : %.*s", shown, text);
-    else if (severity == GL_DEBUG_SEVERITY_HIGH) GL_LOG(LOG_WARNING, "OpenGL : %.*s", shown, text);
-    else if (severity == GL_DEBUG_SEVERITY_MEDIUM) GL_LOG(LOG_DEBUG, "OpenGL : %.*s", shown, text);
+    else if (severity == GL_DEBUG_SEVERITY_HIGH)
+        GL_LOG(LOG_WARNING, "OpenGL : %.*s", shown, text);
+    else if (severity == GL_DEBUG_SEVERITY_MEDIUM)
+        GL_LOG(LOG_DEBUG, "OpenGL : %.*s", shown, text);
 }
 } // namespace
 

@@ -14,11 +14,11 @@ enum class WindowMode { Auto, None, Windows };
 /// What the host may choose when it loads the plug-in. See GLPlugin.cpp for the text form.
 struct Options {
     WindowMode windows = WindowMode::Auto;
-    unsigned multisample = 0;   // samples of a window's surface; 0 and 1 mean none
-    bool debug = false;         // a debug context, whose messages go to the log
+    unsigned multisample = 0; // samples of a window's surface; 0 and 1 mean none
+    bool debug = false;       // a debug context, whose messages go to the log
     bool verticalSync = false;
-    bool visible = true;        // false opens windows that nobody sees
-    bool software = false;      // prefer a software device where there is a choice
+    bool visible = true;   // false opens windows that nobody sees
+    bool software = false; // prefer a software device where there is a choice
 };
 
 /// What a window has to tell, as of the last poll.

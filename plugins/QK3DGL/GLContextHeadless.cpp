@@ -96,8 +96,8 @@ std::unique_ptr<GLContext> CreateHeadlessContext(Options const& options) {
     if (!options.software)
         if (auto context = CreateOnDevice(options, false)) return context;
     if (epoxy_has_egl_extension(EGL_NO_DISPLAY, "EGL_MESA_platform_surfaceless"))
-        if (auto context =
-                CreateOn(eglGetPlatformDisplayEXT(EGL_PLATFORM_SURFACELESS_MESA, EGL_DEFAULT_DISPLAY, nullptr), options))
+        if (auto context = CreateOn(
+                eglGetPlatformDisplayEXT(EGL_PLATFORM_SURFACELESS_MESA, EGL_DEFAULT_DISPLAY, nullptr), options))
             return context;
     if (auto context = CreateOnDevice(options, true)) return context;
     GL_LOG(LOG_ERROR, "No device gives an OpenGL 4.5 core context without a display (EGL error 0x%x)",

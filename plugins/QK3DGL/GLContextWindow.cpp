@@ -25,22 +25,38 @@ struct NamedKey {
 };
 
 constexpr NamedKey kNamedKeys[] = {
-    {GLFW_KEY_SPACE, "SPACE"},         {GLFW_KEY_ESCAPE, "ESCAPE"},
-    {GLFW_KEY_ENTER, "ENTER"},         {GLFW_KEY_TAB, "TAB"},
-    {GLFW_KEY_BACKSPACE, "BACKSPACE"}, {GLFW_KEY_INSERT, "INSERT"},
-    {GLFW_KEY_DELETE, "DELETE"},       {GLFW_KEY_RIGHT, "RIGHT"},
-    {GLFW_KEY_LEFT, "LEFT"},           {GLFW_KEY_DOWN, "DOWN"},
-    {GLFW_KEY_UP, "UP"},               {GLFW_KEY_PAGE_UP, "PAGEUP"},
-    {GLFW_KEY_PAGE_DOWN, "PAGEDOWN"},  {GLFW_KEY_HOME, "HOME"},
-    {GLFW_KEY_END, "END"},             {GLFW_KEY_LEFT_SHIFT, "SHIFT"},
-    {GLFW_KEY_RIGHT_SHIFT, "SHIFT"},   {GLFW_KEY_LEFT_CONTROL, "CONTROL"},
-    {GLFW_KEY_RIGHT_CONTROL, "CONTROL"}, {GLFW_KEY_LEFT_ALT, "ALT"},
-    {GLFW_KEY_RIGHT_ALT, "ALT"},       {GLFW_KEY_F1, "F1"},
-    {GLFW_KEY_F2, "F2"},               {GLFW_KEY_F3, "F3"},
-    {GLFW_KEY_F4, "F4"},               {GLFW_KEY_F5, "F5"},
-    {GLFW_KEY_F6, "F6"},               {GLFW_KEY_F7, "F7"},
-    {GLFW_KEY_F8, "F8"},               {GLFW_KEY_F9, "F9"},
-    {GLFW_KEY_F10, "F10"},             {GLFW_KEY_F11, "F11"},
+    {GLFW_KEY_SPACE, "SPACE"},
+    {GLFW_KEY_ESCAPE, "ESCAPE"},
+    {GLFW_KEY_ENTER, "ENTER"},
+    {GLFW_KEY_TAB, "TAB"},
+    {GLFW_KEY_BACKSPACE, "BACKSPACE"},
+    {GLFW_KEY_INSERT, "INSERT"},
+    {GLFW_KEY_DELETE, "DELETE"},
+    {GLFW_KEY_RIGHT, "RIGHT"},
+    {GLFW_KEY_LEFT, "LEFT"},
+    {GLFW_KEY_DOWN, "DOWN"},
+    {GLFW_KEY_UP, "UP"},
+    {GLFW_KEY_PAGE_UP, "PAGEUP"},
+    {GLFW_KEY_PAGE_DOWN, "PAGEDOWN"},
+    {GLFW_KEY_HOME, "HOME"},
+    {GLFW_KEY_END, "END"},
+    {GLFW_KEY_LEFT_SHIFT, "SHIFT"},
+    {GLFW_KEY_RIGHT_SHIFT, "SHIFT"},
+    {GLFW_KEY_LEFT_CONTROL, "CONTROL"},
+    {GLFW_KEY_RIGHT_CONTROL, "CONTROL"},
+    {GLFW_KEY_LEFT_ALT, "ALT"},
+    {GLFW_KEY_RIGHT_ALT, "ALT"},
+    {GLFW_KEY_F1, "F1"},
+    {GLFW_KEY_F2, "F2"},
+    {GLFW_KEY_F3, "F3"},
+    {GLFW_KEY_F4, "F4"},
+    {GLFW_KEY_F5, "F5"},
+    {GLFW_KEY_F6, "F6"},
+    {GLFW_KEY_F7, "F7"},
+    {GLFW_KEY_F8, "F8"},
+    {GLFW_KEY_F9, "F9"},
+    {GLFW_KEY_F10, "F10"},
+    {GLFW_KEY_F11, "F11"},
     {GLFW_KEY_F12, "F12"},
 };
 
@@ -70,11 +86,10 @@ public:
         int shownWidth = 0, shownHeight = 0;
         glfwGetFramebufferSize(m_window, &shownWidth, &shownHeight);
         // Our row 0 is on top, that of a window at the bottom.
-        glBlitNamedFramebuffer(m_framebuffer, 0, 0, 0, static_cast<GLint>(width), static_cast<GLint>(height), 0,
-                               shownHeight, shownWidth, 0, GL_COLOR_BUFFER_BIT,
-                               static_cast<int>(width) == shownWidth && static_cast<int>(height) == shownHeight
-                                   ? GL_NEAREST
-                                   : GL_LINEAR);
+        glBlitNamedFramebuffer(
+            m_framebuffer, 0, 0, 0, static_cast<GLint>(width), static_cast<GLint>(height), 0, shownHeight, shownWidth,
+            0, GL_COLOR_BUFFER_BIT,
+            static_cast<int>(width) == shownWidth && static_cast<int>(height) == shownHeight ? GL_NEAREST : GL_LINEAR);
         glfwSwapBuffers(m_window);
         glNamedFramebufferTexture(m_framebuffer, GL_COLOR_ATTACHMENT0, 0, 0);
     }
@@ -85,7 +100,8 @@ public:
         if (monitor || glfwGetWindowMonitor(m_window))
             glfwSetWindowMonitor(m_window, monitor, 0, 0, static_cast<int>(width), static_cast<int>(height),
                                  GLFW_DONT_CARE);
-        else glfwSetWindowSize(m_window, static_cast<int>(width), static_cast<int>(height));
+        else
+            glfwSetWindowSize(m_window, static_cast<int>(width), static_cast<int>(height));
         return true;
     }
 

@@ -13,28 +13,31 @@
 #include <algorithm>
 #include <bit>
 #include <cstring>
+#include <optional>
 #include <type_traits>
 
 namespace qk3d::gl {
 namespace {
 constexpr std::size_t kRingSize = std::size_t{1} << 20;
 
-struct RenderStateUse {
-    std::uint32_t baseline = 0;
-    std::uint32_t dirty = 0;
-};
-
 constexpr auto kUses = [] {
-    constexpr std::uint32_t kFloatOne = 0x3F800000, kFloat64 = 0x42800000;
-    std::array<RenderStateUse, CRenderState::LAST_STATE + 1> uses = {};
-#define ROW(name, value, part) uses[CRenderState::name] = {value, kDirty##part};
-#include "GLStateDefaults.inl"
+    std::array<std::uint32_t, CRenderState::LAST_STATE + 1> uses = {};
+#define ROW(name, part) uses[CRenderState::name] = kUse##part;
+#include "GLStateUse.inl"
     return uses;
 }();
 
-constexpr std::uint32_t kSamplerBaseline[CSamplerState::LAST_STATE + 1] = {
-    0, 1, 1, 1, 0, 1, 1, 0, 0, 0, 1, 0, 0, 0,
+// A row for each state, and each state once.
+constexpr int kUseRows[] = {
+#define ROW(name, part) CRenderState::name,
+#include "GLStateUse.inl"
 };
+constexpr bool IsEveryStateThere() {
+    for (int state = 1; state <= CRenderState::LAST_STATE; ++state)
+        if (std::count(std::begin(kUseRows), std::end(kUseRows), state) != 1) return false;
+    return std::size(kUseRows) == CRenderState::LAST_STATE;
+}
+static_assert(IsEveryStateThere());
 
 Matrix Multiply(Matrix const& a, Matrix const& b) {
     Matrix result;
@@ -52,7 +55,8 @@ Float4 UnpackArgb(std::uint32_t argb) {
     return {channel(16), channel(8), channel(0), channel(24)};
 }
 
-GLenum PrimitiveOf(EShapeType shape) {
+// Points are 0 for OpenGL, so nothing stands for no primitive but none.
+std::optional<GLenum> PrimitiveOf(EShapeType shape) {
     switch (shape) {
     case ST_POINTLIST: return GL_POINTS;
     case ST_LINELIST: return GL_LINES;
@@ -61,7 +65,7 @@ GLenum PrimitiveOf(EShapeType shape) {
     case ST_TRIANGLESTRIP: return GL_TRIANGLE_STRIP;
     case ST_TRIANGLEFAN: return GL_TRIANGLE_FAN;
     }
-    return GL_NONE;
+    return std::nullopt;
 }
 
 std::uint64_t CountPrimitives(EShapeType shape, std::uint64_t vertices) {
@@ -75,25 +79,6 @@ std::uint64_t CountPrimitives(EShapeType shape, std::uint64_t vertices) {
 }
 } // namespace
 
-std::uint32_t GetRenderBaseline(int state) { return kUses[static_cast<std::size_t>(state)].baseline; }
-std::uint32_t GetSamplerBaseline(int state) { return kSamplerBaseline[state]; }
-
-std::uint32_t GetStageBaseline(unsigned stage, int state) {
-    switch (state) {
-    case CTextureState::COLOROP: return stage == 0 ? 4 : 1;
-    case CTextureState::ALPHAOP: return stage == 0 ? 2 : 1;
-    case CTextureState::COLORARG1:
-    case CTextureState::ALPHAARG1: return 2;
-    case CTextureState::COLORARG0:
-    case CTextureState::COLORARG2:
-    case CTextureState::ALPHAARG0:
-    case CTextureState::ALPHAARG2:
-    case CTextureState::RESULTARG: return 1;
-    case CTextureState::TEXCOORDINDEX: return stage;
-    default: return 0;
-    }
-}
-
 GLPipeline::GLPipeline(GLDevice& device) : GLObject(device, Order::Contents) {
     Reset();
     _RestoreNames();
@@ -102,20 +87,15 @@ GLPipeline::GLPipeline(GLDevice& device) : GLObject(device, Order::Contents) {
 
 void GLPipeline::Reset() {
     m_fixed = {};
-    for (std::size_t i = 0; i < kUses.size(); ++i) m_fixed.render[i] = kUses[i].baseline;
-    for (unsigned stage = 0; stage < kFixedStages; ++stage)
-        for (int state = 1; state <= CTextureState::LAST_STATE; ++state)
-            m_fixed.stages[stage].values[static_cast<std::size_t>(state)] = GetStageBaseline(stage, state);
     for (auto& unit : m_units) {
         unit.buffer = nullptr;
         unit.samplerDirty = true;
-        std::copy(std::begin(kSamplerBaseline), std::end(kSamplerBaseline), unit.values.begin());
     }
     m_targets = {};
     m_programs = {};
     m_hasViewport = false;
     m_scissor = kEverything;
-    m_dirty = kDirtyAll;
+    m_dirty = kUseAll;
     m_engineValuesOld = true;
 }
 
@@ -155,7 +135,8 @@ bool GLPipeline::_RestoreNames() {
         unit.bound = 0;
     }
     m_usedPrograms = {};
-    m_dirty = kDirtyAll;
+    m_depthStep = MeasureDepthStep();
+    m_dirty = kUseAll;
     ++m_engineValues.version;
     m_engineValuesOld = true;
     return true;
@@ -167,7 +148,7 @@ void GLPipeline::SetRender(CRenderState::EState state, std::uint32_t value) {
     auto& kept = m_fixed.render[static_cast<std::size_t>(state)];
     if (kept == value) return;
     kept = value;
-    m_dirty |= kUses[static_cast<std::size_t>(state)].dirty;
+    m_dirty |= kUses[static_cast<std::size_t>(state)];
     if (state == CRenderState::TEXTUREFACTOR || state == CRenderState::AMBIENT) m_engineValuesOld = true;
 }
 
@@ -177,9 +158,11 @@ void GLPipeline::SetStage(unsigned stage, CTextureState::EState state, void* val
     switch (state) {
     case CTextureState::TRANSFORMMATRIX: {
         auto const* const matrix = static_cast<Matrix44 const*>(value);
-        if (matrix) std::copy(std::begin(matrix->m), std::end(matrix->m), kept.transform.begin());
-        else kept.transform = kIdentity;
-        m_dirty |= kDirtyMaterial;
+        if (matrix)
+            std::copy(std::begin(matrix->m), std::end(matrix->m), kept.transform.begin());
+        else
+            kept.transform = kIdentity;
+        m_dirty |= kUseMaterial;
         return;
     }
     case CTextureState::CONSTANT:
@@ -188,8 +171,8 @@ void GLPipeline::SetStage(unsigned stage, CTextureState::EState state, void* val
     case CTextureState::BUMPENVMAT10:
     case CTextureState::BUMPENVMAT11:
     case CTextureState::BUMPENVLSCALE:
-    case CTextureState::BUMPENVLOFFSET: m_dirty |= kDirtyMaterial; break;
-    default: m_dirty |= kDirtyShaders; break;
+    case CTextureState::BUMPENVLOFFSET: m_dirty |= kUseMaterial; break;
+    default: m_dirty |= kUseShaders; break;
     }
     kept.values[static_cast<std::size_t>(state)] = static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(value));
 }
@@ -207,32 +190,32 @@ void GLPipeline::SetTexture(unsigned stage, GLPixelBuffer* buffer) {
     SamplerKind const kind = buffer ? SamplerKind::Flat : SamplerKind::None;
     if (m_fixed.stages[stage].sampler == kind) return;
     m_fixed.stages[stage].sampler = kind;
-    m_dirty |= kDirtyShaders;
+    m_dirty |= kUseShaders;
 }
 
 void GLPipeline::SetWorld(Matrix const& matrix) {
     m_fixed.world = matrix;
-    m_dirty |= kDirtyObject;
+    m_dirty |= kUseObject;
     m_engineValuesOld = true;
 }
 
 void GLPipeline::SetView(Matrix const& matrix) {
     m_fixed.view = matrix;
-    m_dirty |= kDirtyObject | kDirtyFrame; // clip planes are tested in camera space
+    m_dirty |= kUseObject | kUseFrame; // clip planes are tested in camera space
     m_engineValuesOld = true;
 }
 
 void GLPipeline::SetProjection(Matrix const& matrix) {
     m_fixed.projection = matrix;
     // Whether a projection is affine decides what pixel fog uses.
-    m_dirty |= kDirtyObject | kDirtyShaders;
+    m_dirty |= kUseObject | kUseShaders;
     m_engineValuesOld = true;
 }
 
 void GLPipeline::SetViewport(PixelRange const* range) {
     m_hasViewport = range != nullptr;
     if (range) m_viewport = *range;
-    m_dirty |= kDirtyViewport;
+    m_dirty |= kUseViewport;
 }
 
 void GLPipeline::SetTarget(unsigned index, GLTarget* target) {
@@ -245,27 +228,27 @@ void GLPipeline::SetProgram(Stage stage, GLProgram* program) {
     auto& kept = m_programs[static_cast<std::size_t>(stage)];
     if (kept == program) return;
     kept = program;
-    m_dirty |= kDirtyShaders | kDirtyClipPlanes;
+    m_dirty |= kUseShaders | kUseClipPlanes;
 }
 
 void GLPipeline::SetSurface(Surface const& surface) {
     m_fixed.surface = surface;
-    m_dirty |= kDirtyMaterial;
+    m_dirty |= kUseMaterial;
 }
 
 void GLPipeline::SetLight(unsigned index, Light const& light) {
     m_fixed.lights[index] = light;
-    m_dirty |= kDirtyObject | kDirtyShaders;
+    m_dirty |= kUseObject | kUseShaders;
 }
 
 void GLPipeline::SetClipPlane(unsigned index, Float4 const& plane) {
     m_fixed.clipPlanes[index] = plane;
-    m_dirty |= kDirtyFrame;
+    m_dirty |= kUseFrame;
 }
 
 void GLPipeline::SetScissor(PixelRange const& range) {
     m_scissor = range;
-    m_dirty |= kDirtyScissor;
+    m_dirty |= kUseScissor;
 }
 
 void GLPipeline::Forget(GLPixelBuffer const* buffer) {
@@ -285,7 +268,7 @@ void GLPipeline::Forget(GLProgram const* program) {
     for (auto& kept : m_programs)
         if (kept == program) {
             kept = nullptr;
-            m_dirty |= kDirtyShaders | kDirtyClipPlanes;
+            m_dirty |= kUseShaders | kUseClipPlanes;
         }
 }
 
@@ -299,9 +282,9 @@ void GLPipeline::UseStage(Stage stage, GLuint program) {
 }
 
 void GLPipeline::ApplyShaders(VertexFeatures const& features) {
-    if (!(m_dirty & kDirtyShaders) && m_features == features) return;
+    if (!(m_dirty & kUseShaders) && m_features == features) return;
     m_features = features;
-    m_dirty &= ~kDirtyShaders;
+    m_dirty &= ~kUseShaders;
     auto const& [vertex, pixel, geometry] = m_programs;
     unsigned const before = m_shaders.GetCompileCount();
     UseStage(Stage::Vertex,
@@ -323,7 +306,7 @@ void GLPipeline::SendBlock(BlockBinding binding) {
         glNamedBufferData(m_ring.buffer, kRingSize, nullptr, GL_STREAM_DRAW);
         m_ring.used = 0;
         // The blocks in force lay in the memory that was just given back.
-        m_dirty |= kDirtyFrame | kDirtyObject | kDirtyMaterial;
+        m_dirty |= kUseFrame | kUseObject | kUseMaterial;
     }
     glNamedBufferSubData(m_ring.buffer, static_cast<GLintptr>(m_ring.used), sizeof(Block), &block);
     glBindBufferRange(GL_UNIFORM_BUFFER, binding, m_ring.buffer, static_cast<GLintptr>(m_ring.used), sizeof(Block));
@@ -336,16 +319,16 @@ void GLPipeline::ApplyBlocks(VertexFeatures const& features) {
     if (programs[0] && programs[1]) return; // nothing of the fixed function is in use
     // One pass as a rule; a second one after the ring began anew, which then has room for all three.
     for (int pass = 0; pass < 2; ++pass) {
-        if (m_dirty & kDirtyFrame) {
-            m_dirty &= ~kDirtyFrame;
+        if (m_dirty & kUseFrame) {
+            m_dirty &= ~kUseFrame;
             SendBlock<FrameBlock>(kFrameBinding);
         }
-        if ((m_dirty & kDirtyObject) && !features.preTransformed) {
-            m_dirty &= ~kDirtyObject;
+        if ((m_dirty & kUseObject) && !features.preTransformed) {
+            m_dirty &= ~kUseObject;
             SendBlock<ObjectBlock>(kObjectBinding);
         }
-        if (m_dirty & kDirtyMaterial) {
-            m_dirty &= ~kDirtyMaterial;
+        if (m_dirty & kUseMaterial) {
+            m_dirty &= ~kUseMaterial;
             SendBlock<MaterialBlock>(kMaterialBinding);
         }
     }
@@ -373,12 +356,9 @@ void GLPipeline::UpdateEngineValues() {
     m_engineValuesOld = false;
     ++m_engineValues.version;
     auto const viewProjection = Multiply(m_fixed.view, m_fixed.projection);
-    m_engineValues.matrices = {m_fixed.world,
-                               m_fixed.view,
-                               m_fixed.projection,
-                               Multiply(m_fixed.world, m_fixed.view),
-                               viewProjection,
-                               Multiply(m_fixed.world, viewProjection)};
+    m_engineValues.matrices = {m_fixed.world,      m_fixed.view,
+                               m_fixed.projection, Multiply(m_fixed.world, m_fixed.view),
+                               viewProjection,     Multiply(m_fixed.world, viewProjection)};
     Matrix44 view;
     std::copy(m_fixed.view.begin(), m_fixed.view.end(), std::begin(view.m));
     Matrix44 const inverse = view.GetInverse();
@@ -397,15 +377,18 @@ void GLPipeline::UpdatePrograms() {
 
 bool GLPipeline::Prepare(VertexFeatures const& features) {
     if (!UseDevice()) return false;
-    return (m_programs[0] || m_shaders.GetVertexProgram(m_fixed, features, m_programs[1] == nullptr)) &&
-           (m_programs[1] || m_shaders.GetFragmentProgram(m_fixed, features, m_programs[0] == nullptr));
+    unsigned const before = m_shaders.GetCompileCount();
+    bool const complete = (m_programs[0] || m_shaders.GetVertexProgram(m_fixed, features, m_programs[1] == nullptr)) &&
+                          (m_programs[1] || m_shaders.GetFragmentProgram(m_fixed, features, m_programs[0] == nullptr));
+    m_device->Count().compilations += m_shaders.GetCompileCount() - before;
+    return complete;
 }
 
 void GLPipeline::Draw(CRenderOperation const& operation, GLVertexLayout& layout) {
-    GLenum const primitive = PrimitiveOf(operation.m_shapeType);
+    auto const primitive = PrimitiveOf(operation.m_shapeType);
     CVertexData const& vertices = *operation.m_vertexData;
     CVertexBufferBinding const* const binding = vertices.GetVertexBufferBinding();
-    if (primitive == GL_NONE || !binding) return;
+    if (!primitive || !binding) return;
 
     // Everything that makes a draw impossible comes before anything is sent.
     layout.BeginBinding();
@@ -435,12 +418,12 @@ void GLPipeline::Draw(CRenderOperation const& operation, GLVertexLayout& layout)
     }
     if (count == 0 || !ApplyTarget()) return;
 
-    bool const points = primitive == GL_POINTS;
+    bool const points = *primitive == GL_POINTS;
     if (m_fixed.points != points) {
         m_fixed.points = points;
-        m_dirty |= kDirtyShaders;
+        m_dirty |= kUseShaders;
     }
-    if (m_dirty & kDirtyViewport) ApplyViewport();
+    if (m_dirty & kUseViewport) ApplyViewport();
     ApplyShaders(layout.GetFeatures());
     ApplyBlocks(layout.GetFeatures());
     ApplyTextures();
@@ -453,11 +436,10 @@ void GLPipeline::Draw(CRenderOperation const& operation, GLVertexLayout& layout)
     if (indices) {
         bool const wide = indices->GetIndexType() == CHardwareIndexBuffer::IT_32BIT;
         auto const offset = static_cast<std::uintptr_t>(operation.m_indexData->GetIndexStart()) * (wide ? 4 : 2);
-        glDrawElementsBaseVertex(primitive, number, wide ? GL_UNSIGNED_INT : GL_UNSIGNED_SHORT,
-                                 reinterpret_cast<void const*>(offset),
-                                 static_cast<GLint>(vertices.GetVertexStart()));
+        glDrawElementsBaseVertex(*primitive, number, wide ? GL_UNSIGNED_INT : GL_UNSIGNED_SHORT,
+                                 reinterpret_cast<void const*>(offset), static_cast<GLint>(vertices.GetVertexStart()));
     } else {
-        glDrawArrays(primitive, static_cast<GLint>(vertices.GetVertexStart()), number);
+        glDrawArrays(*primitive, static_cast<GLint>(vertices.GetVertexStart()), number);
     }
     for (GLTarget* const target : m_targets)
         if (target) target->MarkDrawn();

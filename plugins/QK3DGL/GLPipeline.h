@@ -21,22 +21,22 @@ class GLTarget;
 class GLVertexLayout;
 
 /// What has to be sent to the device again. Setters only record and mark; a draw sends what is marked.
-enum Dirty : std::uint32_t {
-    kDirtyNone = 0,
-    kDirtyShaders = 1u << 0,  // which generated programs are needed
-    kDirtyFrame = 1u << 1,    // the uniform block of that name, and so on
-    kDirtyObject = 1u << 2,
-    kDirtyMaterial = 1u << 3,
-    kDirtyDepth = 1u << 4,
-    kDirtyBlend = 1u << 5,
-    kDirtyStencil = 1u << 6,
-    kDirtyRaster = 1u << 7,
-    kDirtyColorMask = 1u << 8,
-    kDirtyScissor = 1u << 9,
-    kDirtyClipPlanes = 1u << 10,
-    kDirtyTarget = 1u << 11,
-    kDirtyViewport = 1u << 12,
-    kDirtyAll = (1u << 13) - 1,
+enum Use : std::uint32_t {
+    kUseNone = 0,
+    kUseShaders = 1u << 0, // which generated programs are needed
+    kUseFrame = 1u << 1,   // the uniform block of that name, and so on
+    kUseObject = 1u << 2,
+    kUseMaterial = 1u << 3,
+    kUseDepth = 1u << 4,
+    kUseBlend = 1u << 5,
+    kUseStencil = 1u << 6,
+    kUseRaster = 1u << 7,
+    kUseColorMask = 1u << 8,
+    kUseScissor = 1u << 9,
+    kUseClipPlanes = 1u << 10,
+    kUseTarget = 1u << 11,
+    kUseViewport = 1u << 12,
+    kUseAll = (1u << 13) - 1,
 };
 
 /// A rectangle in pixels of a target, from its top left corner.
@@ -44,11 +44,6 @@ struct PixelRange {
     int left = 0, top = 0, width = 0, height = 0;
     bool operator==(PixelRange const&) const = default;
 };
-
-/// The baseline of a state: what a device is in where no block says otherwise.
-std::uint32_t GetRenderBaseline(int state);
-std::uint32_t GetStageBaseline(unsigned stage, int state);
-std::uint32_t GetSamplerBaseline(int state);
 
 class GLPipeline final : public GLObject {
 public:
@@ -76,7 +71,8 @@ public:
     void SetClipPlane(unsigned index, Float4 const& plane);
     void SetScissor(PixelRange const& range);
 
-    /// Back to the baseline with nothing bound. Lights, material, planes and matrices go back as well.
+    /// Nothing bound, and lights, material, planes and matrices as at the start. States stay: the engine's baseline is
+    /// sent by its owner.
     void Reset();
 
     /// Nothing keeps these alive while they are bound.
@@ -85,7 +81,7 @@ public:
     void Forget(GLProgram const* program);
 
     /// The surface of a target was made anew.
-    void MarkTargetChanged() { m_dirty |= kDirtyTarget | kDirtyViewport | kDirtyShaders | kDirtyRaster; }
+    void MarkTargetChanged() { m_dirty |= kUseTarget | kUseViewport | kUseShaders | kUseRaster; }
 
     /// Draws, with everything that was recorded in force.
     void Draw(CRenderOperation const& operation, GLVertexLayout& layout);
@@ -132,6 +128,7 @@ private:
     void ApplyViewport();
     void UpdateEngineValues();
     void UpdatePrograms();
+    float MeasureDepthStep();
     void UseStage(Stage stage, GLuint program);
     template <class Block>
     void SendBlock(BlockBinding binding);
@@ -142,9 +139,9 @@ private:
     void GetTargetSize(unsigned& width, unsigned& height) const;
 
     FixedState m_fixed;
-    std::uint32_t m_dirty = kDirtyAll;
+    std::uint32_t m_dirty = kUseAll;
     std::array<Unit, GLDevice::kMaxUnits> m_units;
-    std::uint64_t m_deletions = 0; // of textures, when `bound` was true last
+    std::uint64_t m_deletions = 0;                     // of textures, when `bound` was true last
     std::array<GLTarget*, kMaxTargets> m_targets = {}; // not owned
     bool m_hasViewport = false;
     PixelRange m_viewport;
@@ -159,6 +156,7 @@ private:
     GLuint m_multiFramebuffer = 0; // for several targets at once
     BlockRing m_ring;
     std::size_t m_blockAlignment = 256;
+    float m_depthStep = 0; // what one unit of polygon offset moves a depth by
 };
 
 } // namespace qk3d::gl

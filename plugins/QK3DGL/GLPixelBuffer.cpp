@@ -169,9 +169,15 @@ CPixelBox GLPixelBuffer::_LockBoxImpl(CBox const& box, ELockMode mode) {
     m_box = box;
     m_boxIsWritten = mode != LM_READONLY;
     auto const pitch = GetRowBytes(*m_row, m_width);
-    auto* const first = m_pixels.data() + static_cast<std::size_t>(box.y) * pitch +
-                        GetRowBytes(*m_row, static_cast<unsigned>(box.x));
-    return {box.x,         box.y, box.width, box.height, m_pixelFormat, first, static_cast<unsigned>(pitch),
+    auto* const first =
+        m_pixels.data() + static_cast<std::size_t>(box.y) * pitch + GetRowBytes(*m_row, static_cast<unsigned>(box.x));
+    return {box.x,
+            box.y,
+            box.width,
+            box.height,
+            m_pixelFormat,
+            first,
+            static_cast<unsigned>(pitch),
             static_cast<unsigned>(m_requestSize)};
 }
 
@@ -185,8 +191,8 @@ void GLPixelBuffer::_UnlockImpl() {
 void GLPixelBuffer::UploadBox(CBox const& box) {
     auto const width = static_cast<GLsizei>(box.width), height = static_cast<GLsizei>(box.height);
     auto const pitch = GetRowBytes(*m_row, m_width);
-    unsigned char const* const first = m_pixels.data() + static_cast<std::size_t>(box.y) * pitch +
-                                       GetRowBytes(*m_row, static_cast<unsigned>(box.x));
+    unsigned char const* const first =
+        m_pixels.data() + static_cast<std::size_t>(box.y) * pitch + GetRowBytes(*m_row, static_cast<unsigned>(box.x));
     m_device->Count().uploadedBytes +=
         GetRowBytes(*m_row, static_cast<unsigned>(width)) * GetRowCount(*m_row, static_cast<unsigned>(height));
     if (m_row->blockBytes) {
@@ -213,8 +219,7 @@ void GLPixelBuffer::UploadBox(CBox const& box) {
 void GLPixelBuffer::ReadBack(CBox const& box) {
     auto const width = static_cast<GLsizei>(box.width), height = static_cast<GLsizei>(box.height);
     auto const pitch = GetRowBytes(*m_row, m_width);
-    auto const offset =
-        static_cast<std::size_t>(box.y) * pitch + GetRowBytes(*m_row, static_cast<unsigned>(box.x));
+    auto const offset = static_cast<std::size_t>(box.y) * pitch + GetRowBytes(*m_row, static_cast<unsigned>(box.x));
     if (m_row->blockBytes) {
         glGetCompressedTextureImage(m_texture, 0, static_cast<GLsizei>(m_pixels.size()), m_pixels.data());
     } else if (m_row->spread) {

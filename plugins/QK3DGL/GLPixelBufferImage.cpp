@@ -112,9 +112,7 @@ bool GLPixelBuffer::_CreateFromFileInMemoryImpl(void* data, unsigned long long s
         auto const* const bytes = static_cast<unsigned char const*>(data);
         m_file.assign(bytes, bytes + size);
         if (FillFromFile()) return true;
-    } catch (std::bad_alloc const&) {
-        GL_LOG(LOG_WARNING, "No memory for an image file of %llu bytes", size);
-    }
+    } catch (std::bad_alloc const&) { GL_LOG(LOG_WARNING, "No memory for an image file of %llu bytes", size); }
     _ReleaseImpl();
     return false;
 }
@@ -145,8 +143,8 @@ bool GLPixelBuffer::FillFromFile() {
     EPixelFormat const format = ChooseFormat(decoded);
     if (!MakeTexture(width, height, format, m_mipLevels)) return false;
     if (decoded.format != format) {
-        bool const reduced = m_row->swizzle && !IsDepthFormat(*m_row) && m_row->swizzle[1] != '1' &&
-                             m_row->swizzle[2] != '1';
+        bool const reduced =
+            m_row->swizzle && !IsDepthFormat(*m_row) && m_row->swizzle[1] != '1' && m_row->swizzle[2] != '1';
         if (!(reduced ? ReduceChannels(decoded, format) : ToArgb(decoded))) {
             GL_LOG(LOG_WARNING, "The image cannot be turned to the pixel format of its texture");
             return false;

@@ -3,7 +3,7 @@
 #include "GLLog.h"
 #include "GLRenderSystem.h"
 
-#include "QK3DPlugin.h"
+#include "PluginEntry.h"
 #include "QKJson.h"
 #include "QKText.h"
 
@@ -30,10 +30,14 @@ bool ReadOptions(unsigned char const* data, int size, Options& options) {
     string windows;
     if (qklib::ReadString(value, "Windows", windows)) {
         windows = qklib::ToUpperAscii(qklib::TrimBlanks(windows));
-        if (windows == "AUTO") options.windows = WindowMode::Auto;
-        else if (windows == "NONE") options.windows = WindowMode::None;
-        else if (windows == "ALWAYS") options.windows = WindowMode::Windows;
-        else return false;
+        if (windows == "AUTO")
+            options.windows = WindowMode::Auto;
+        else if (windows == "NONE")
+            options.windows = WindowMode::None;
+        else if (windows == "ALWAYS")
+            options.windows = WindowMode::Windows;
+        else
+            return false;
     }
     qklib::ReadUInt(value, "Multisample", options.multisample);
     qklib::ReadBool(value, "Debug", options.debug);
@@ -52,13 +56,7 @@ PluginInfo g_info;
 } // namespace
 } // namespace qk3d::gl
 
-#if defined(_WIN32)
-#define QK3DGL_EXPORT extern "C" __declspec(dllexport)
-#else
-#define QK3DGL_EXPORT extern "C" __attribute__((visibility("default")))
-#endif
-
-QK3DGL_EXPORT int InitPlugin(unsigned char const* data, int size) {
+QK3D_PLUGIN_ENTRY int InitPlugin(unsigned char const* data, int size) {
     using namespace qk3d::gl;
     g_log = qklib::CLoger::GetLoger().GetCategory("QK3DGL");
     g_options = {};
@@ -67,9 +65,9 @@ QK3DGL_EXPORT int InitPlugin(unsigned char const* data, int size) {
     return 0;
 }
 
-QK3DGL_EXPORT void ReleasePlugin() { qk3d::gl::g_log = nullptr; }
+QK3D_PLUGIN_ENTRY void ReleasePlugin() { qk3d::gl::g_log = nullptr; }
 
-QK3DGL_EXPORT int GetObjectInfos(qk3d::PluginObjectInfo const** infos) {
+QK3D_PLUGIN_ENTRY int GetObjectInfos(qk3d::PluginObjectInfo const** infos) {
     using namespace qk3d::gl;
     if (!infos) return 0;
     g_objects[0] = {"QK3DGL", 1, reinterpret_cast<void*>(&CreateSystem)};
@@ -77,4 +75,4 @@ QK3DGL_EXPORT int GetObjectInfos(qk3d::PluginObjectInfo const** infos) {
     return 1;
 }
 
-QK3DGL_EXPORT qk3d::PluginInfo const* GetPluginInfo() { return &qk3d::gl::g_info; }
+QK3D_PLUGIN_ENTRY qk3d::PluginInfo const* GetPluginInfo() { return &qk3d::gl::g_info; }

@@ -116,8 +116,10 @@ void ReadUniform(GLuint program, GLint location, GLenum type, std::byte* out, st
     auto const bytes = static_cast<GLsizei>(size);
     if (form.kind == TypeForm::Float || form.kind == TypeForm::Matrix)
         glGetnUniformfv(program, location, bytes, reinterpret_cast<GLfloat*>(out));
-    else if (form.kind == TypeForm::Int) glGetnUniformiv(program, location, bytes, reinterpret_cast<GLint*>(out));
-    else glGetnUniformuiv(program, location, bytes, reinterpret_cast<GLuint*>(out));
+    else if (form.kind == TypeForm::Int)
+        glGetnUniformiv(program, location, bytes, reinterpret_cast<GLint*>(out));
+    else
+        glGetnUniformuiv(program, location, bytes, reinterpret_cast<GLuint*>(out));
 }
 
 std::size_t ElementBytes(GLenum type) { return static_cast<std::size_t>(FindForm(type).size) * 4; }
@@ -223,8 +225,10 @@ bool GLProgram::Link() {
     }
     if (!good) {
         std::string messages(static_cast<std::size_t>(std::max(length, 1)), '\0');
-        if (m_name) glGetProgramInfoLog(m_name, length, nullptr, messages.data());
-        else glGetShaderInfoLog(shader, length, nullptr, messages.data());
+        if (m_name)
+            glGetProgramInfoLog(m_name, length, nullptr, messages.data());
+        else
+            glGetShaderInfoLog(shader, length, nullptr, messages.data());
         GL_LOG(LOG_ERROR, "The %s program does not compile : %s", stage.word, m_origin.c_str());
         LogMessages(m_origin, messages);
         glDeleteProgram(m_name);
@@ -324,8 +328,7 @@ bool GLProgram::_RestoreNames() {
     // The same source in a new context: names are what binds old handles to it.
     for (auto& param : m_params) {
         param->location = glGetUniformLocation(m_name, param->name.c_str());
-        if (param->location >= 0)
-            SendUniform(m_name, param->location, param->type, param->count, param->value.data());
+        if (param->location >= 0) SendUniform(m_name, param->location, param->type, param->count, param->value.data());
     }
     for (unsigned i = 0; i < kEngineUniformNum; ++i)
         m_engineLocations[i] = glGetUniformLocation(m_name, kEngineNames[i]);

@@ -32,7 +32,7 @@ enum EngineUniform : unsigned {
 #define X(id, name) kUniform##id,
     QK3D_ENGINE_UNIFORMS(X)
 #undef X
-    kEngineUniformNum
+        kEngineUniformNum
 };
 
 /// Values of the engine uniforms, and a number that changes whenever one of them does.

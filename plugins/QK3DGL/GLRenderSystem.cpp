@@ -1,6 +1,7 @@
 // GLRenderSystem.cpp: the engine's device operations, handed to the parts that do them.
 #include "GLRenderSystem.h"
 
+#include "BaselineStates.h"
 #include "GLLog.h"
 #include "GLPixelBuffer.h"
 #include "GLRenderTarget.h"
@@ -33,8 +34,8 @@ std::unique_ptr<Block> MakeBlock() {
 
 GLPixelBuffer* FindBuffer(CTexture const* texture, GLDevice const& device) {
     if (!texture) return nullptr;
-    auto* const buffer = const_cast<CHardwarePixelBuffer*>(
-        static_cast<CHardwarePixelBuffer const*>(texture->GetPixelBuffer()));
+    auto* const buffer =
+        const_cast<CHardwarePixelBuffer*>(static_cast<CHardwarePixelBuffer const*>(texture->GetPixelBuffer()));
     GLPixelBuffer* const own = GLPixelBuffer::From(buffer);
     return own && own->IsOf(device) && own->IsCreated() ? own : nullptr;
 }
@@ -46,20 +47,30 @@ GLRenderSystem* GLRenderSystem::Create(string const& name, Options const& option
 }
 
 GLRenderSystem::GLRenderSystem(string const& name, std::unique_ptr<GLDevice> device)
-    : CRenderSystem(name), m_device(std::move(device)), m_bufferManager(*m_device), m_pipeline(*m_device),
-      m_defaultRenderState(MakeBlock<CRenderState>()), m_defaultSamplerState(MakeBlock<CSamplerState>()) {
-    for (int state = 1; state <= CRenderState::LAST_STATE; ++state)
-        m_defaultRenderState->SetState(static_cast<CRenderState::EState>(state), GetRenderBaseline(state));
-    for (int state = 1; state <= CSamplerState::LAST_STATE; ++state)
-        m_defaultSamplerState->SetState(static_cast<CSamplerState::EState>(state), GetSamplerBaseline(state));
+    : CRenderSystem(name),
+      m_device(std::move(device)),
+      m_bufferManager(*m_device),
+      m_pipeline(*m_device),
+      m_defaultRenderState(MakeBlock<CRenderState>()),
+      m_defaultSamplerState(MakeBlock<CSamplerState>()) {
+    FillBaseline(*m_defaultRenderState);
+    FillBaseline(*m_defaultSamplerState);
     for (unsigned stage = 0; stage < GLDevice::kMaxUnits; ++stage) {
         auto block = MakeBlock<CTextureState>();
-        for (int state = 1; state <= CTextureState::LAST_STATE; ++state)
-            block->SetState(static_cast<CTextureState::EState>(state),
-                            reinterpret_cast<void*>(static_cast<std::uintptr_t>(GetStageBaseline(stage, state))));
-        block->SetTransformMatrix(Matrix44::IDENTITY);
+        FillBaseline(*block, stage);
         m_defaultTextureStates.push_back(std::move(block));
     }
+    SendBaseline();
+}
+
+void GLRenderSystem::SendBaseline() {
+    constexpr unsigned kLast = GLDevice::kMaxUnits - 1;
+    for (int state = 1; state <= CRenderState::LAST_STATE; ++state)
+        ResetRenderStateToDefault(static_cast<CRenderState::EState>(state));
+    for (int state = 1; state <= CTextureState::LAST_STATE; ++state)
+        ResetTextureStateToDefault(0, kLast, static_cast<CTextureState::EState>(state));
+    for (int state = 1; state <= CSamplerState::LAST_STATE; ++state)
+        ResetSamplerStateToDefault(0, kLast, static_cast<CSamplerState::EState>(state));
 }
 
 GLRenderSystem::~GLRenderSystem() {
@@ -67,7 +78,10 @@ GLRenderSystem::~GLRenderSystem() {
     m_programs.clear();
 }
 
-void GLRenderSystem::_ReleaseImpl() { m_pipeline.Reset(); }
+void GLRenderSystem::_ReleaseImpl() {
+    m_pipeline.Reset();
+    SendBaseline();
+}
 
 CTextureState const* GLRenderSystem::GetDefaultTextureState(unsigned int stage) {
     return m_defaultTextureStates[std::min<std::size_t>(stage, m_defaultTextureStates.size() - 1)].get();

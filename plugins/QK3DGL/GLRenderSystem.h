@@ -112,6 +112,7 @@ protected:
 private:
     GLRenderSystem(string const& name, std::unique_ptr<GLDevice> device);
 
+    void SendBaseline();
     bool CreateProgram(Stage stage, CGPUProgram* program, void** gpuShader);
     void ReleaseProgram(void* gpuShader);
     bool BindProgram(Stage stage, void* gpuShader);

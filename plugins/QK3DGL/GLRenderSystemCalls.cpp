@@ -94,14 +94,22 @@ bool GLRenderSystem::UnusualCall(string const& command, Json::Value* in, Json::V
     if (!input.isObject()) return false;
 
     bool done = false;
-    if (command == "SetLight") done = SetLight(input);
-    else if (command == "SetMaterial") done = SetMaterial(input);
-    else if (command == "SetClipPlane") done = SetClipPlane(input);
-    else if (command == "SetScissorRect") done = SetScissorRect(input);
-    else if (command == "PrepareMaterial") done = PrepareMaterial(input, output);
-    else if (command == "GetStatistics") done = GetStatistics(input, output);
-    else if (command == "GetDeviceInfo") done = GetDeviceInfo(output);
-    else if (command == "GetWindowState") done = GetWindowState(input, output);
+    if (command == "SetLight")
+        done = SetLight(input);
+    else if (command == "SetMaterial")
+        done = SetMaterial(input);
+    else if (command == "SetClipPlane")
+        done = SetClipPlane(input);
+    else if (command == "SetScissorRect")
+        done = SetScissorRect(input);
+    else if (command == "PrepareMaterial")
+        done = PrepareMaterial(input, output);
+    else if (command == "GetStatistics")
+        done = GetStatistics(input, output);
+    else if (command == "GetDeviceInfo")
+        done = GetDeviceInfo(output);
+    else if (command == "GetWindowState")
+        done = GetWindowState(input, output);
     else if (command == "LoseDevice") {
         m_device->Lose();
         done = true;

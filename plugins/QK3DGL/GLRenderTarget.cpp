@@ -25,7 +25,8 @@ GLuint MakeColour(GLenum format, unsigned width, unsigned height, unsigned sampl
     glCreateTextures(samples > 1 ? GL_TEXTURE_2D_MULTISAMPLE : GL_TEXTURE_2D, 1, &texture);
     if (samples > 1)
         glTextureStorage2DMultisample(texture, static_cast<GLsizei>(samples), format, w, h, GL_TRUE);
-    else glTextureStorage2D(texture, 1, format, w, h);
+    else
+        glTextureStorage2D(texture, 1, format, w, h);
     return texture;
 }
 } // namespace
@@ -82,7 +83,8 @@ bool GLTarget::MakeSurfaces(unsigned width, unsigned height, EPixelFormat format
         if (m_samples > 1)
             glNamedRenderbufferStorageMultisample(m_depthBuffer, static_cast<GLsizei>(m_samples), GL_DEPTH24_STENCIL8,
                                                   w, h);
-        else glNamedRenderbufferStorage(m_depthBuffer, GL_DEPTH24_STENCIL8, w, h);
+        else
+            glNamedRenderbufferStorage(m_depthBuffer, GL_DEPTH24_STENCIL8, w, h);
     }
     if (glGetError() != GL_NO_ERROR || !MakeFramebuffer(false)) {
         GL_LOG(LOG_WARNING, "The device cannot draw into a surface of %u x %u pixels of format %u", width, height,
@@ -224,9 +226,7 @@ void GLRenderWindow::_DropNames() {
     m_device->Use();
 }
 
-bool GLRenderWindow::_RestoreNames() {
-    return !IsCreated() || MakeOwnSurfaces(m_width, m_height, m_pixelFormat);
-}
+bool GLRenderWindow::_RestoreNames() { return !IsCreated() || MakeOwnSurfaces(m_width, m_height, m_pixelFormat); }
 
 void GLRenderWindow::Present() {
     if (!m_window || !UseDevice()) return;
@@ -282,8 +282,7 @@ bool GLRenderTexture::_ResetImpl(unsigned int width, unsigned int height, EPixel
     return false;
 }
 
-bool GLRenderTexture::_CopyToTextureImpl(CTexture* texture, CBox const* boxes, unsigned int count,
-                                         Vector2* positions) {
+bool GLRenderTexture::_CopyToTextureImpl(CTexture* texture, CBox const* boxes, unsigned int count, Vector2* positions) {
     return CopyTo(texture, boxes, count, positions);
 }
 

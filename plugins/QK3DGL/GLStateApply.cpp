@@ -11,8 +11,10 @@
 namespace qk3d::gl {
 namespace {
 void Enable(GLenum what, bool on) {
-    if (on) glEnable(what);
-    else glDisable(what);
+    if (on)
+        glEnable(what);
+    else
+        glDisable(what);
 }
 
 // The comparisons of both worlds stand in the same order.
@@ -21,16 +23,27 @@ GLenum CompareOf(std::uint32_t value) {
 }
 
 GLenum StencilOperationOf(std::uint32_t value) {
-    constexpr GLenum kOperations[] = {GL_KEEP, GL_ZERO, GL_REPLACE, GL_INCR, GL_DECR, GL_INVERT, GL_INCR_WRAP,
-                                      GL_DECR_WRAP};
+    constexpr GLenum kOperations[] = {GL_KEEP, GL_ZERO,   GL_REPLACE,   GL_INCR,
+                                      GL_DECR, GL_INVERT, GL_INCR_WRAP, GL_DECR_WRAP};
     return value >= 1 && value <= 8 ? kOperations[value - 1] : static_cast<GLenum>(GL_KEEP);
 }
 
 GLenum FactorOf(std::uint32_t value) {
-    constexpr GLenum kFactors[] = {GL_ZERO, GL_ONE, GL_SRC_COLOR, GL_ONE_MINUS_SRC_COLOR, GL_SRC_ALPHA,
-                                   GL_ONE_MINUS_SRC_ALPHA, GL_DST_ALPHA, GL_ONE_MINUS_DST_ALPHA, GL_DST_COLOR,
-                                   GL_ONE_MINUS_DST_COLOR, GL_SRC_ALPHA_SATURATE, GL_SRC_ALPHA,
-                                   GL_ONE_MINUS_SRC_ALPHA, GL_CONSTANT_COLOR, GL_ONE_MINUS_CONSTANT_COLOR};
+    constexpr GLenum kFactors[] = {GL_ZERO,
+                                   GL_ONE,
+                                   GL_SRC_COLOR,
+                                   GL_ONE_MINUS_SRC_COLOR,
+                                   GL_SRC_ALPHA,
+                                   GL_ONE_MINUS_SRC_ALPHA,
+                                   GL_DST_ALPHA,
+                                   GL_ONE_MINUS_DST_ALPHA,
+                                   GL_DST_COLOR,
+                                   GL_ONE_MINUS_DST_COLOR,
+                                   GL_SRC_ALPHA_SATURATE,
+                                   GL_SRC_ALPHA,
+                                   GL_ONE_MINUS_SRC_ALPHA,
+                                   GL_CONSTANT_COLOR,
+                                   GL_ONE_MINUS_CONSTANT_COLOR};
     return value >= 1 && value <= 15 ? kFactors[value - 1] : static_cast<GLenum>(GL_ONE);
 }
 
@@ -51,8 +64,11 @@ GLenum BlendOperationOf(std::uint32_t value) {
     return value >= 1 && value <= 5 ? kOperations[value - 1] : static_cast<GLenum>(GL_FUNC_ADD);
 }
 
-// A bias is given in units of depth, offsets in the smallest step of a depth buffer, which has 24 bits here.
-constexpr float kDepthSteps = 16777216.0f;
+// Here is where pixel centres, on whole numbers for the engine, meet those of OpenGL, on halves; as part of the viewport
+// it holds for every vertex, from whatever program it comes. It is one step of the rasteriser short of a half: an edge
+// through pixel centres, which the engine's own quads have on all four sides, then takes in the pixels right of it and
+// below on every device, while the rule for a tie is each driver's own.
+constexpr float kPixelCentre = 127.0f / 256.0f;
 
 int Clamped(long long value) { return static_cast<int>(std::clamp(value, 0ll, 0x7FFFFFFFll)); }
 } // namespace
@@ -70,7 +86,7 @@ PixelRange GLPipeline::GetViewportRange() const {
 }
 
 bool GLPipeline::ApplyTarget() {
-    if (!(m_dirty & kDirtyTarget)) return m_targets[0] && m_targets[0]->IsComplete();
+    if (!(m_dirty & kUseTarget)) return m_targets[0] && m_targets[0]->IsComplete();
     GLTarget* const first = m_targets[0];
     if (!first || !first->IsComplete()) return false;
     bool const srgb = Render(CRenderState::SRGBWRITEENABLE) != 0;
@@ -97,24 +113,22 @@ bool GLPipeline::ApplyTarget() {
     float const levels = GetAlphaLevels(first->GetSurfaceFormat());
     if (m_fixed.alphaLevels != levels) {
         m_fixed.alphaLevels = levels;
-        m_dirty |= kDirtyMaterial;
+        m_dirty |= kUseMaterial;
     }
-    m_dirty &= ~kDirtyTarget;
+    m_dirty &= ~kUseTarget;
     ++m_device->Count().stateCalls;
     return true;
 }
 
 void GLPipeline::ApplyViewport() {
-    m_dirty &= ~kDirtyViewport;
+    m_dirty &= ~kUseViewport;
     PixelRange const range = GetViewportRange();
     Float4 const viewport = {static_cast<float>(range.left), static_cast<float>(range.top),
                              static_cast<float>(range.width), static_cast<float>(range.height)};
-    // Here is where pixel centres, on whole numbers for the engine, meet those of OpenGL, on halves. It holds for every
-    // vertex, from whatever program it comes.
-    glViewportIndexedf(0, viewport[0] + 0.5f, viewport[1] + 0.5f, viewport[2], viewport[3]);
+    glViewportIndexedf(0, viewport[0] + kPixelCentre, viewport[1] + kPixelCentre, viewport[2], viewport[3]);
     m_fixed.viewport = viewport;
     m_engineValuesOld = true;
-    m_dirty |= kDirtyFrame | kDirtyScissor;
+    m_dirty |= kUseFrame | kUseScissor;
     ++m_device->Count().stateCalls;
 }
 
@@ -124,10 +138,10 @@ void GLPipeline::ApplyState() {
         std::uint32_t bit;
         Apply apply;
     } kParts[] = {
-        {kDirtyDepth, &GLPipeline::ApplyDepth},         {kDirtyBlend, &GLPipeline::ApplyBlend},
-        {kDirtyStencil, &GLPipeline::ApplyStencil},     {kDirtyRaster, &GLPipeline::ApplyRaster},
-        {kDirtyColorMask, &GLPipeline::ApplyColorMasks}, {kDirtyScissor, &GLPipeline::ApplyScissor},
-        {kDirtyClipPlanes, &GLPipeline::ApplyClipPlanes},
+        {kUseDepth, &GLPipeline::ApplyDepth},           {kUseBlend, &GLPipeline::ApplyBlend},
+        {kUseStencil, &GLPipeline::ApplyStencil},       {kUseRaster, &GLPipeline::ApplyRaster},
+        {kUseColorMask, &GLPipeline::ApplyColorMasks},  {kUseScissor, &GLPipeline::ApplyScissor},
+        {kUseClipPlanes, &GLPipeline::ApplyClipPlanes},
     };
     for (auto const& [bit, apply] : kParts) {
         if (!(m_dirty & bit)) continue;
@@ -194,7 +208,7 @@ void GLPipeline::ApplyRaster() {
     float const slope = finite(RenderFloat(CRenderState::SLOPESCALEDEPTHBIAS));
     for (GLenum const kind : {GL_POLYGON_OFFSET_FILL, GL_POLYGON_OFFSET_LINE, GL_POLYGON_OFFSET_POINT})
         Enable(kind, bias != 0 || slope != 0);
-    glPolygonOffset(slope, bias * kDepthSteps);
+    glPolygonOffset(slope, bias / m_depthStep); // a bias is in units of depth
 
     Enable(GL_LINE_SMOOTH, Render(CRenderState::ANTIALIASEDLINEENABLE) != 0);
     Enable(GL_MULTISAMPLE, Render(CRenderState::MULTISAMPLEANTIALIAS) != 0);
@@ -207,10 +221,9 @@ void GLPipeline::ApplyRaster() {
 }
 
 void GLPipeline::ApplyColorMasks() {
-    constexpr CRenderState::EState kMasks[kMaxTargets] = {CRenderState::COLORWRITEENABLE,
-                                                          CRenderState::COLORWRITEENABLE1,
-                                                          CRenderState::COLORWRITEENABLE2,
-                                                          CRenderState::COLORWRITEENABLE3};
+    constexpr CRenderState::EState kMasks[kMaxTargets] = {
+        CRenderState::COLORWRITEENABLE, CRenderState::COLORWRITEENABLE1, CRenderState::COLORWRITEENABLE2,
+        CRenderState::COLORWRITEENABLE3};
     for (GLuint i = 0; i < kMaxTargets; ++i) {
         auto const mask = Render(kMasks[i]);
         auto const bit = [mask](unsigned which) -> GLboolean { return mask & which ? GL_TRUE : GL_FALSE; };
@@ -255,7 +268,7 @@ void GLPipeline::Clear(bool colour, std::uint32_t argb, bool depth, float depthV
     glColorMask(GL_TRUE, GL_TRUE, GL_TRUE, GL_TRUE);
     glDepthMask(GL_TRUE);
     glStencilMask(~0u);
-    m_dirty |= kDirtyScissor | kDirtyTarget | kDirtyColorMask | kDirtyDepth | kDirtyStencil;
+    m_dirty |= kUseScissor | kUseTarget | kUseColorMask | kUseDepth | kUseStencil;
 
     GLint bound = 0;
     glGetIntegerv(GL_DRAW_FRAMEBUFFER_BINDING, &bound);
@@ -273,8 +286,10 @@ void GLPipeline::Clear(bool colour, std::uint32_t argb, bool depth, float depthV
     bool const hasStencil = m_targets[0]->HasColour();
     if (depth && stencil && hasStencil)
         glClearNamedFramebufferfi(framebuffer, GL_DEPTH_STENCIL, 0, nearest, reference);
-    else if (depth) glClearNamedFramebufferfv(framebuffer, GL_DEPTH, 0, &nearest);
-    else if (stencil && hasStencil) glClearNamedFramebufferiv(framebuffer, GL_STENCIL, 0, &reference);
+    else if (depth)
+        glClearNamedFramebufferfv(framebuffer, GL_DEPTH, 0, &nearest);
+    else if (stencil && hasStencil)
+        glClearNamedFramebufferiv(framebuffer, GL_STENCIL, 0, &reference);
     for (GLTarget* const target : m_targets)
         if (target) target->MarkDrawn();
 }

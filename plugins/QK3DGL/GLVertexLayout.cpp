@@ -42,8 +42,9 @@ std::optional<GLuint> FindLocation(CVertexElement const& element) {
     case VES_TEXCOORD: return index < kTexCoordSets ? std::optional<GLuint>(kTexCoordLocation + index) : std::nullopt;
     case VES_DIFFUSE:
         // Some vertices call their second colour a second diffuse one.
-        return index == 0 ? std::optional<GLuint>(kDiffuseLocation)
-                          : index == 1 ? std::optional<GLuint>(kSpecularLocation) : std::nullopt;
+        return index == 0   ? std::optional<GLuint>(kDiffuseLocation)
+               : index == 1 ? std::optional<GLuint>(kSpecularLocation)
+                            : std::nullopt;
     default: break;
     }
     if (index != 0) return std::nullopt;

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <string>
@@ -24,6 +25,14 @@ struct Picture {
         : width(w), height(h), pixels(std::size_t{w} * h, colour) {}
     std::uint32_t& At(unsigned x, unsigned y) { return pixels[std::size_t{y} * width + x]; }
     std::uint32_t At(unsigned x, unsigned y) const { return pixels[std::size_t{y} * width + x]; }
+    bool operator==(Picture const&) const = default;
+
+    /// A rectangle from its first column and row to the ones after its last; what is outside is cut off.
+    void Fill(int left, int top, int right, int bottom, std::uint32_t colour) {
+        for (int y = std::max(top, 0); y < std::min(bottom, static_cast<int>(height)); ++y)
+            for (int x = std::max(left, 0); x < std::min(right, static_cast<int>(width)); ++x)
+                At(static_cast<unsigned>(x), static_cast<unsigned>(y)) = colour;
+    }
 };
 
 inline bool SavePng(Picture const& picture, std::string const& path) {
@@ -66,7 +75,7 @@ inline int ChannelDifference(std::uint32_t a, std::uint32_t b) {
 }
 
 /// A failure leaves `<name>-got.png`, `<name>-wanted.png` and `<name>-difference.png` (black where they agree) in the
-/// folder of the run.
+/// folder of the run, and says where.
 inline testing::AssertionResult IsLike(Picture const& got, Picture const& wanted, Tolerance tolerance,
                                        std::string const& name) {
     if (got.width != wanted.width || got.height != wanted.height) {
@@ -91,6 +100,7 @@ inline testing::AssertionResult IsLike(Picture const& got, Picture const& wanted
     return testing::AssertionFailure() << name << ": " << count << " of " << got.pixels.size()
                                        << " pixels differ, the first at " << first % got.width << ", "
                                        << first / got.width << ", by up to " << most << " (" << std::hex
-                                       << got.pixels[first] << " instead of " << wanted.pixels[first] << ")";
+                                       << got.pixels[first] << " instead of " << wanted.pixels[first] << "); see "
+                                       << std::filesystem::absolute(name).string() << "-*.png";
 }
 } // namespace qk3d::gltest

@@ -1,0 +1,227 @@
+// GLTestDevice.cpp: starts the plug-in for tests and draws simple things.
+#include "GLTestDevice.h"
+
+#include "QK3DMain.h"
+#include "QK3DMatrix.h"
+#include "QK3DResourceSystem.h"
+#include "QK3DTextureManager.h"
+
+#include <bit>
+#include <cstring>
+
+using namespace qk3d;
+
+namespace {
+std::string g_options; // of the plug-in that is loaded; empty while none is
+
+std::vector<std::string>& Errors() {
+    static std::vector<std::string> errors;
+    return errors;
+}
+
+void Listen(qklib::LogRecord const& record, void*) {
+    if (record.level == qklib::LOG_ERROR) Errors().push_back(record.message);
+    else if (record.level == qklib::LOG_WARNING) std::fprintf(stderr, "warning: %s\n", record.message.c_str());
+}
+
+Shape::Fields const kScreenFields = {{VET_FLOAT4, VES_POSITION}, {VET_COLOR, VES_DIFFUSE}, {VET_FLOAT2, VES_TEXCOORD}};
+Shape::Fields const kSpaceFields = {{VET_FLOAT3, VES_POSITION}, {VET_COLOR, VES_DIFFUSE}, {VET_FLOAT2, VES_TEXCOORD}};
+constexpr char kPluginName[] = "QK3DGL.so";
+} // namespace
+
+Picture ReadTexture(CTexture& texture) {
+    CHardwarePixelBuffer* const buffer = texture.GetPixelBuffer();
+    if (!buffer) return {};
+    Picture picture(buffer->GetWidth(), buffer->GetHeight());
+    CBox const whole(0, 0, static_cast<int>(picture.width), static_cast<int>(picture.height));
+    CPixelBox const& box = buffer->Lock(whole, CHardwareBuffer::LM_READONLY);
+    bool const readable = box.m_data && box.m_format == PF_A8R8G8B8;
+    for (unsigned y = 0; readable && y < picture.height; ++y)
+        std::memcpy(&picture.At(0, y), static_cast<char const*>(box.m_data) + std::size_t{y} * box.m_rowPitch,
+                    std::size_t{picture.width} * 4);
+    buffer->Unlock();
+    return readable ? picture : Picture();
+}
+
+Picture ReadTarget(CRenderTarget& target) {
+    qklib::CSharePtr<CResourceLoader> noLoader;
+    CTexture copy(nullptr, "", "read back", false, noLoader, target.GetRenderSystem(), CTexture::TU_DEFAULT, false);
+    copy.SetWidth(target.GetWidth());
+    copy.SetHeight(target.GetHeight());
+    copy.SetPixelFormat(PF_A8R8G8B8);
+    if (!copy.Load() || !target.CopyToTexture(&copy, nullptr, 0, nullptr)) return {};
+    return ReadTexture(copy);
+}
+
+testing::AssertionResult Matches(Picture const& picture, Picture const& expected, Tolerance tolerance) {
+    auto const* const test = testing::UnitTest::GetInstance()->current_test_info();
+    return gltest::IsLike(picture, expected, tolerance,
+                          test ? std::string(test->test_suite_name()) + "." + test->name() : "picture");
+}
+
+Shape::Shape(CRenderSystem& system, EShapeType type, Fields const& fields, void const* data, std::size_t bytes)
+    : m_system(system) {
+    CVertexDeclaration* const declaration = vertices.GetVertexDeclaration();
+    for (auto const& [elementType, semantic] : fields) declaration->AddElement(0, elementType, semantic);
+    auto const unit = declaration->GetSourceUnitSizeInByte(0);
+    auto const count = static_cast<unsigned>(bytes / unit);
+    auto buffer = system.GetHardwareBufferManager()->CreateVertexBuffer(unit, count, CHardwareBuffer::HBU_STATIC, false,
+                                                                        false);
+    if (buffer->Create()) buffer->WriteData(0, bytes, data, true);
+    vertices.GetVertexBufferBinding()->SetSource(0, buffer);
+    vertices.SetVertexNum(count);
+    operation.m_shapeType = type;
+    operation.m_vertexData = &vertices;
+}
+
+Shape::Shape(CRenderSystem& system, EShapeType type, std::vector<ScreenVertex> const& corners)
+    : Shape(system, type, kScreenFields, corners.data(), corners.size() * sizeof(ScreenVertex)) {}
+
+Shape::Shape(CRenderSystem& system, EShapeType type, std::vector<SpaceVertex> const& corners)
+    : Shape(system, type, kSpaceFields, corners.data(), corners.size() * sizeof(SpaceVertex)) {}
+
+void Shape::SetIndexBytes(CHardwareIndexBuffer::EIndexType type, void const* data, std::size_t count) {
+    auto buffer = m_system.GetHardwareBufferManager()->CreateIndexBuffer(type, static_cast<unsigned>(count),
+                                                                         CHardwareBuffer::HBU_STATIC, false, false);
+    if (buffer->Create()) buffer->WriteData(0, buffer->GetRequestMemSizeInBytes(), data, true);
+    indices.SetIndexBuffer(buffer);
+    indices.SetIndexNum(static_cast<unsigned>(count));
+    operation.m_useIndices = true;
+    operation.m_indexData = &indices;
+}
+
+void Shape::SetIndices(std::vector<std::uint16_t> const& values) {
+    SetIndexBytes(CHardwareIndexBuffer::IT_16BIT, values.data(), values.size());
+}
+
+void Shape::SetIndices(std::vector<std::uint32_t> const& values) {
+    SetIndexBytes(CHardwareIndexBuffer::IT_32BIT, values.data(), values.size());
+}
+
+void Shape::Draw() { m_system.Render(operation); }
+
+std::vector<ScreenVertex> ScreenQuad(float left, float top, float right, float bottom, std::uint32_t colour, float z) {
+    return {{left, bottom, z, 1, colour, 0, 1},
+            {left, top, z, 1, colour, 0, 0},
+            {right, bottom, z, 1, colour, 1, 1},
+            {right, top, z, 1, colour, 1, 0}};
+}
+
+std::vector<SpaceVertex> SpaceQuad(float left, float top, float right, float bottom, std::uint32_t colour, float z) {
+    return {{left, bottom, z, colour, 0, 1},
+            {left, top, z, colour, 0, 0},
+            {right, bottom, z, colour, 1, 1},
+            {right, top, z, colour, 1, 0}};
+}
+
+unsigned long FloatBits(float value) { return std::bit_cast<std::uint32_t>(value); }
+
+bool GLTest::Start(std::string const& options) {
+    qklib::CLoger::SetSink(&Listen, nullptr);
+    if (g_options == options) return true;
+    Stop();
+    auto const* const data = reinterpret_cast<unsigned char const*>(options.data());
+    if (!CQK3DMain::GetQK3DMain().LoadPlugin(kPluginName, data, static_cast<int>(options.size()))) return false;
+    g_options = options;
+    return true;
+}
+
+void GLTest::Stop() {
+    if (g_options.empty()) return;
+    CQK3DMain::GetQK3DMain().DestotyAllRenderSystem();
+    CQK3DMain::GetQK3DMain().UnloadPlugin(kPluginName);
+    g_options.clear();
+}
+
+void GLTest::ForgetPlugin() { g_options.clear(); }
+
+void GLTest::TearDownTestSuite() {
+    Stop();
+    CQK3DMain::GetQK3DMain().Clear();
+}
+
+void GLTest::SetUp() {
+    ASSERT_TRUE(Start());
+    MakeSystem();
+}
+
+void GLTest::TearDown() {
+    DropSystem();
+    auto const errors = TakeErrors();
+    EXPECT_TRUE(errors.empty()) << errors.size() << " errors, the first : " << errors.front();
+}
+
+void GLTest::MakeSystem() {
+    m_system = CQK3DMain::GetQK3DMain().CreateRenderSystem("QK3DGL", "gl");
+    ASSERT_TRUE(m_system);
+    m_screen = m_system->CreateRenderWindow("screen", kSize, kSize, PF_A8R8G8B8, false);
+    ASSERT_TRUE(m_screen);
+    Activate(*m_screen);
+    m_system->SetLighting(0);
+    m_system->SetCullMode(1);
+    m_system->SetZEnable(0);
+    for (auto const setter : {&CRenderSystem::SetWorldMatrix, &CRenderSystem::SetViewMatrix,
+                              &CRenderSystem::SetProjectionMatrix})
+        (m_system->*setter)(Matrix44::IDENTITY);
+    Clear();
+}
+
+void GLTest::DropSystem() {
+    CQK3DMain::GetQK3DMain().DestroyRenderSystem("gl");
+    m_system = nullptr;
+    m_screen = nullptr;
+}
+
+void GLTest::Activate(CRenderTarget& target) {
+    m_system->SetActiveRenderTarget(0, &target);
+    m_system->SetActiveViewport(nullptr);
+}
+
+void GLTest::Clear(std::uint32_t argb) {
+    CRenderTarget* const target = m_system->GetActiveRenderTarget(0);
+    target->SetBackgroundColor(color(argb));
+    m_system->ClearRenderTarget();
+}
+
+std::unique_ptr<CTexture> GLTest::MakeTexture(unsigned width, unsigned height, EPixelFormat format, unsigned usage,
+                                              unsigned levels) {
+    qklib::CSharePtr<CResourceLoader> noLoader;
+    auto texture = std::make_unique<CTexture>(nullptr, "", "texture", false, noLoader, m_system,
+                                              static_cast<CTexture::ETextureUsage>(usage), false);
+    texture->SetWidth(width);
+    texture->SetHeight(height);
+    texture->SetPixelFormat(format);
+    texture->SetMipLevels(levels);
+    return texture->Load() ? std::move(texture) : nullptr;
+}
+
+std::unique_ptr<CTexture> GLTest::MakeTexture(Picture const& picture) {
+    auto texture = MakeTexture(picture.width, picture.height, PF_A8R8G8B8);
+    if (!texture) return nullptr;
+    auto* const pixels = const_cast<std::uint32_t*>(picture.pixels.data());
+    CPixelBox const box(0, 0, static_cast<int>(picture.width), static_cast<int>(picture.height), PF_A8R8G8B8, pixels,
+                        picture.width * 4, 0);
+    return texture->GetPixelBuffer()->BlitFromMemory(box) ? std::move(texture) : nullptr;
+}
+
+_ResourceSharePtr<CTexture> GLTest::MakeTargetTexture(std::string const& name, unsigned width, unsigned height,
+                                                      EPixelFormat format, unsigned usage) {
+    qklib::CSharePtr<CResourceLoader> noLoader;
+    auto* const manager =
+        static_cast<CTextureManager*>(CQK3DMain::GetResourceSystem().GetResourceManager("CTexture"));
+    if (!manager) { // the manager of a type is made with its first resource
+        _ResourceSharePtr<CTexture> texture =
+            CQK3DMain::GetResourceSystem().CreateResource("CTexture", "", name, false, noLoader);
+        if (!texture) return texture;
+        texture->SetRenderSystem(m_system);
+        texture->SetWidth(width);
+        texture->SetHeight(height);
+        texture->SetPixelFormat(format);
+        texture->SetUsage(static_cast<CTexture::ETextureUsage>(usage));
+        return texture;
+    }
+    return manager->CreateTexture("", name, width, height, format, m_system,
+                                  static_cast<CTexture::ETextureUsage>(usage), false, false, noLoader);
+}
+
+std::vector<std::string> GLTest::TakeErrors() { return std::exchange(Errors(), {}); }

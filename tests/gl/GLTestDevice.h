@@ -1,0 +1,133 @@
+// GLTestDevice.h: a render system of the plug-in for a test, a target to draw into, and short ways to draw.
+#pragma once
+
+#include "Picture.h"
+
+#include "QK3DHardwareBufferManager.h"
+#include "QK3DRenderOperation.h"
+#include "QK3DRenderSystem.h"
+#include "QK3DRenderTarget.h"
+#include "QK3DRenderTexture.h"
+#include "QK3DRenderWindow.h"
+#include "QK3DTexture.h"
+#include "QKLog.h"
+
+#include <memory>
+#include <string>
+#include <vector>
+
+using qk3d::gltest::Picture;
+using qk3d::gltest::Tolerance;
+
+/// What a target shows, by CopyToTexture and a lock; empty if either is refused.
+Picture ReadTarget(qk3d::CRenderTarget& target);
+
+/// The pixels of a loaded texture of format PF_A8R8G8B8.
+Picture ReadTexture(qk3d::CTexture& texture);
+
+/// As gltest::IsLike, with the running test as the name.
+testing::AssertionResult Matches(Picture const& picture, Picture const& expected, Tolerance tolerance = {});
+
+/// A vertex in pixels of the target, and one in space. Fields lie as the declarations below say.
+struct ScreenVertex {
+    float x, y, z, w;
+    std::uint32_t colour;
+    float u, v;
+};
+struct SpaceVertex {
+    float x, y, z;
+    std::uint32_t colour;
+    float u, v;
+};
+
+/// Geometry in buffers of a device. Keeps them while it lives.
+class Shape {
+public:
+    using Fields = std::vector<std::pair<qk3d::EVertexElementType, qk3d::EVertexElementSemantic>>;
+
+    Shape(qk3d::CRenderSystem& system, qk3d::EShapeType type, Fields const& fields, void const* vertices,
+          std::size_t bytes);
+    Shape(qk3d::CRenderSystem& system, qk3d::EShapeType type, std::vector<ScreenVertex> const& vertices);
+    Shape(qk3d::CRenderSystem& system, qk3d::EShapeType type, std::vector<SpaceVertex> const& vertices);
+
+    void SetIndices(std::vector<std::uint16_t> const& indices);
+    void SetIndices(std::vector<std::uint32_t> const& indices);
+    void Draw();
+
+    qk3d::CRenderOperation operation;
+    qk3d::CVertexData vertices;
+    qk3d::CIndexData indices;
+
+private:
+    void SetIndexBytes(qk3d::CHardwareIndexBuffer::EIndexType type, void const* data, std::size_t count);
+
+    qk3d::CRenderSystem& m_system;
+};
+
+/// The corners of a rectangle in pixels or in space as a strip; texture coordinates from 0 to 1.
+std::vector<ScreenVertex> ScreenQuad(float left, float top, float right, float bottom, std::uint32_t colour,
+                                     float z = 0);
+std::vector<SpaceVertex> SpaceQuad(float left, float top, float right, float bottom, std::uint32_t colour,
+                                   float z = 0);
+
+/// Each test has a render system of its own, "gl", and a window without a screen, "screen", 64 by 64 pixels, active and
+/// cleared to opaque black. States are at the baseline but for no lighting, no culling and no depth test. Errors in the
+/// log fail the test unless it takes them.
+class GLTest : public testing::Test {
+public:
+    static constexpr int kSize = 64;
+
+    /// Loads the plug-in with such options; unloads one that is loaded with others. `Stop` unloads it and clears the
+    /// engine.
+    static bool Start(std::string const& options = R"({"Windows": "NONE", "Debug": true})");
+    static void Stop();
+
+    /// For a test that took the plug-in down by other means.
+    static void ForgetPlugin();
+
+protected:
+    void SetUp() override;
+    void TearDown() override;
+    static void TearDownTestSuite();
+
+    /// A render system with a screen, in the state told above.
+    void MakeSystem();
+    void DropSystem();
+
+    qk3d::CRenderSystem& System() { return *m_system; }
+    qk3d::CRenderTarget& Screen() { return *m_screen; }
+    void Activate(qk3d::CRenderTarget& target);
+    void Clear(std::uint32_t argb = 0xFF000000);
+    Picture Read() { return ReadTarget(*m_screen); }
+
+    template <class Vertex>
+    void Draw(qk3d::EShapeType type, std::vector<Vertex> const& vertices) {
+        Shape(*m_system, type, vertices).Draw();
+    }
+    template <class Vertex>
+    void DrawQuad(std::vector<Vertex> const& corners) {
+        Draw(qk3d::ST_TRIANGLESTRIP, corners);
+    }
+
+    /// A texture of no manager with these pixels.
+    std::unique_ptr<qk3d::CTexture> MakeTexture(unsigned width, unsigned height, qk3d::EPixelFormat format,
+                                                unsigned usage = qk3d::CTexture::TU_DEFAULT, unsigned levels = 1);
+    std::unique_ptr<qk3d::CTexture> MakeTexture(Picture const& picture);
+
+    /// A texture that is drawn into, of the engine's texture manager.
+    qk3d::_ResourceSharePtr<qk3d::CTexture> MakeTargetTexture(std::string const& name, unsigned width, unsigned height,
+                                                              qk3d::EPixelFormat format,
+                                                              unsigned usage = qk3d::CTexture::TU_RENDERTARGET);
+
+    /// Lines of level error since the last call.
+    std::vector<std::string> TakeErrors();
+
+    qk3d::CRenderSystem* m_system = nullptr; // the engine's
+    qk3d::CRenderWindow* m_screen = nullptr; // the system's
+};
+
+/// Bits of a float as a state value.
+unsigned long FloatBits(float value);
+
+/// A number as a value of a texture stage state.
+inline void* StageValue(std::uintptr_t value) { return reinterpret_cast<void*>(value); }
