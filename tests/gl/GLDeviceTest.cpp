@@ -80,8 +80,10 @@ TEST_F(GLDevice, CoversExactlyThePixelsOfAQuadAndOfALine) {
     }
 
     Clear();
-    Draw(ST_LINELIST, std::vector<ScreenVertex>{{4, 7, 0, 1, kRed, 0, 0}, {20, 7, 0, 1, kRed, 0, 0},
-                                                {9, 10, 0, 1, kBlue, 0, 0}, {9, 30, 0, 1, kBlue, 0, 0}});
+    Draw(ST_LINELIST, std::vector<ScreenVertex>{{4, 7, 0, 1, kRed, 0, 0},
+                                                {20, 7, 0, 1, kRed, 0, 0},
+                                                {9, 10, 0, 1, kBlue, 0, 0},
+                                                {9, 30, 0, 1, kBlue, 0, 0}});
     Picture expected(kSize, kSize, kBlack);
     expected.Fill(4, 7, 20, 8, kRed);
     expected.Fill(9, 10, 10, 30, kBlue);
@@ -113,15 +115,15 @@ TEST_F(GLDevice, MultipliesMatricesInTheOrderOfRowVectors) {
 }
 
 TEST_F(GLDevice, CullsByTheWindingOnScreenWhateverItIsDrawnInto) {
-    auto const clockwise = std::vector<ScreenVertex>{
-        {0, 0, 0, 1, kRed, 0, 0}, {64, 0, 0, 1, kRed, 0, 0}, {0, 64, 0, 1, kRed, 0, 0}};
+    auto const clockwise =
+        std::vector<ScreenVertex>{{0, 0, 0, 1, kRed, 0, 0}, {64, 0, 0, 1, kRed, 0, 0}, {0, 64, 0, 1, kRed, 0, 0}};
     auto counter = clockwise;
     std::swap(counter[1], counter[2]);
     auto const texture = MakeTargetTexture("culled", kSize, kSize, PF_A8R8G8B8);
     ASSERT_TRUE(texture);
     CTexture* const raw = const_cast<CTexture*>(static_cast<CTexture const*>(texture));
-    for (CRenderTarget* const target : {static_cast<CRenderTarget*>(m_screen),
-                                        static_cast<CRenderTarget*>(raw->GetRenderTexture())}) {
+    for (CRenderTarget* const target :
+         {static_cast<CRenderTarget*>(m_screen), static_cast<CRenderTarget*>(raw->GetRenderTexture())}) {
         ASSERT_TRUE(target);
         Activate(*target);
         struct {
@@ -150,8 +152,8 @@ TEST_F(GLDevice, DrawsEveryShapeWithAndWithoutIndicesFromAnyStart) {
         int inside[2];
         std::vector<std::uint16_t> order;
     } const rows[] = {
-        {ST_POINTLIST, {12, 12}, {0, 1, 2, 3}},    {ST_LINELIST, {8, 4}, {0, 1, 2, 3}},
-        {ST_LINESTRIP, {8, 12}, {0, 1, 2, 3}},     {ST_TRIANGLELIST, {5, 5}, {0, 1, 2}},
+        {ST_POINTLIST, {12, 12}, {0, 1, 2, 3}},     {ST_LINELIST, {8, 4}, {0, 1, 2, 3}},
+        {ST_LINESTRIP, {8, 12}, {0, 1, 2, 3}},      {ST_TRIANGLELIST, {5, 5}, {0, 1, 2}},
         {ST_TRIANGLESTRIP, {10, 10}, {0, 1, 2, 3}}, {ST_TRIANGLEFAN, {5, 10}, {0, 1, 3, 2}},
     };
     for (auto const& row : rows) {
@@ -168,8 +170,10 @@ TEST_F(GLDevice, DrawsEveryShapeWithAndWithoutIndicesFromAnyStart) {
             Clear();
             std::vector<std::uint16_t> order = {2, 2, 2}; // skipped by the index start
             order.insert(order.end(), row.order.begin(), row.order.end());
-            if (wide) plain.SetIndices(std::vector<std::uint32_t>(order.begin(), order.end()));
-            else plain.SetIndices(order);
+            if (wide)
+                plain.SetIndices(std::vector<std::uint32_t>(order.begin(), order.end()));
+            else
+                plain.SetIndices(order);
             plain.indices.SetIndexStart(3);
             plain.indices.SetIndexNum(static_cast<unsigned>(row.order.size()));
             plain.Draw();
@@ -207,7 +211,7 @@ TEST_F(GLDevice, TestsAndWritesDepthByEveryComparison) {
             DrawQuad(ScreenQuad(0, 0, 64, 64, kRed, 0.5f));
             System().SetZFunc(function);
             DrawQuad(ScreenQuad(0, 0, 64, 64, kGreen, z));
-            bool const less = z < 0.5f, equal = z == 0.5f, greater = z > 0.5f;
+            bool const less = z<0.5f, equal = z == 0.5f, greater = z> 0.5f;
             bool const passes[] = {false, less, equal, less || equal, greater, !equal, greater || equal, true};
             EXPECT_EQ(Read().At(9, 9), passes[function - 1] ? kGreen : kRed) << function << " at " << z;
         }
@@ -253,14 +257,15 @@ TEST_F(GLDevice, BlendsByEveryFactorAndOperation) {
     constexpr std::uint32_t kSource = 0x60C08040, kDest = 0xA0305090, kFactor = 0x40207FC0;
     using Colour = std::array<double, 4>; // r, g, b, a
     auto const unpack = [](std::uint32_t argb) {
-        return Colour{(argb >> 16 & 255) / 255.0, (argb >> 8 & 255) / 255.0, (argb & 255) / 255.0, (argb >> 24) / 255.0};
+        return Colour{(argb >> 16 & 255) / 255.0, (argb >> 8 & 255) / 255.0, (argb & 255) / 255.0,
+                      (argb >> 24) / 255.0};
     };
     Colour const source = unpack(kSource), dest = unpack(kDest), constant = unpack(kFactor);
     auto const factor = [&](unsigned long which, std::size_t i) {
         double const saturated = i == 3 ? 1 : std::min(source[3], 1 - dest[3]);
-        double const values[] = {0,           1,           source[i],     1 - source[i], source[3],
-                                 1 - source[3], dest[3],     1 - dest[3],   dest[i],       1 - dest[i],
-                                 saturated,   source[3],   1 - source[3], constant[i],   1 - constant[i]};
+        double const values[] = {
+            0,       1,           source[i], 1 - source[i], source[3],     1 - source[3], dest[3],        1 - dest[3],
+            dest[i], 1 - dest[i], saturated, source[3],     1 - source[3], constant[i],   1 - constant[i]};
         return values[which - 1];
     };
     auto const blend = [](unsigned long operation, double s, double sf, double d, double df) {
@@ -325,8 +330,8 @@ TEST_F(GLDevice, CountsInTheStencilOnEitherSideOfAFace) {
     struct {
         unsigned long operation;
         unsigned start, result;
-    } const rows[] = {{1, 5, 5}, {2, 5, 0}, {3, 5, 9}, {4, 5, 6}, {4, 255, 255}, {5, 5, 4}, {5, 0, 0}, {6, 5, 250},
-                      {7, 255, 0}, {8, 0, 255}};
+    } const rows[] = {{1, 5, 5}, {2, 5, 0}, {3, 5, 9},   {4, 5, 6},   {4, 255, 255},
+                      {5, 5, 4}, {5, 0, 0}, {6, 5, 250}, {7, 255, 0}, {8, 0, 255}};
     auto const triangle = [](bool clockwise, std::uint32_t colour) {
         std::vector<ScreenVertex> corners = {
             {0, 0, 0, 1, colour, 0, 0}, {64, 0, 0, 1, colour, 0, 0}, {0, 64, 0, 1, colour, 0, 0}};
@@ -350,7 +355,8 @@ TEST_F(GLDevice, CountsInTheStencilOnEitherSideOfAFace) {
             System().SetStencilFunc(3);
             System().SetStencilRef(row.result);
             Draw(ST_TRIANGLELIST, triangle(true, kGreen));
-            EXPECT_EQ(Read().At(5, 5), kGreen) << row.operation << " on " << row.start << (twoSided ? " two-sided" : "");
+            EXPECT_EQ(Read().At(5, 5), kGreen)
+                << row.operation << " on " << row.start << (twoSided ? " two-sided" : "");
         }
 
     Screen().SetInitStencil(0xF0);
@@ -384,7 +390,7 @@ TEST_F(GLDevice, CutsToScissorAndViewport) {
     CViewport* const viewport = Screen().AddViewport(&camera, 0, 32u, 8u, 16u, 40u);
     ASSERT_TRUE(System().SetActiveViewport(viewport));
     Clear(kBlue);
-    DrawQuad(SpaceQuad(-1, 1, 0, -1, kGreen)); // the left half of the viewport
+    DrawQuad(SpaceQuad(-1, 1, 0, -1, kGreen));   // the left half of the viewport
     DrawQuad(ScreenQuad(0, 44, 64, 64, kWhite)); // pixels are those of the target, cut to the viewport
     Draw(ST_POINTLIST, std::vector<ScreenVertex>{{48, 20, 0, 1, kWhite, 0, 0}}); // the first pixel outside
     expected.Fill(32, 8, 48, 48, kBlue);
@@ -421,11 +427,13 @@ TEST_F(GLDevice, EncodesOnWritingInSrgb) {
     System().SetSRGBWriteEnable(0);
     DrawQuad(ScreenQuad(32, 0, 64, 64, 0x80808080));
     // 128/255 linear is 188 in sRGB; alpha stays.
-    EXPECT_TRUE(Matches(Read(), [] {
-        Picture expected(kSize, kSize, 0x80808080);
-        expected.Fill(0, 0, 32, 64, 0x80BCBCBC);
-        return expected;
-    }(), {1, 0}));
+    EXPECT_TRUE(Matches(Read(),
+                        [] {
+                            Picture expected(kSize, kSize, 0x80808080);
+                            expected.Fill(0, 0, 32, 64, 0x80BCBCBC);
+                            return expected;
+                        }(),
+                        {1, 0}));
 }
 
 TEST_F(GLDevice, CountsWhatItDoes) {
@@ -476,7 +484,8 @@ TEST_F(GLDevice, DrawsTheSameAfterALossAndAReturn) {
     CRenderTexture* const renderTexture = target->GetRenderTexture();
     ASSERT_TRUE(renderTexture);
     Picture image(8, 8);
-    for (std::size_t i = 0; i < image.pixels.size(); ++i) image.pixels[i] = 0xFF000000 | static_cast<unsigned>(i * 2654435761u);
+    for (std::size_t i = 0; i < image.pixels.size(); ++i)
+        image.pixels[i] = 0xFF000000 | static_cast<unsigned>(i * 2654435761u);
     auto const texture = MakeTexture(image);
     auto const copy = MakeTexture(8, 8, PF_A8R8G8B8);
     ASSERT_TRUE(copy->GetPixelBuffer()->BlitEx(texture->GetPixelBuffer(), nullptr, 0, nullptr));

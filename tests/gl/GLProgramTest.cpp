@@ -3,10 +3,10 @@
 
 #include "QK3DGPUProgram.h"
 #include "QK3DMain.h"
+#include "QK3DMaterial.h"
 #include "QK3DMatrix.h"
 #include "QK3DPass.h"
 #include "QK3DResourceSystem.h"
-#include "QK3DMaterial.h"
 
 #include <json/value.h>
 
@@ -46,8 +46,8 @@ void main() {
 
 class GLProgram : public GLTest {
 protected:
-    _ResourceSharePtr<CGPUProgram> Make(CGPUProgram::EType type, std::string const& code,
-                                        std::string const& main = "", std::string const& codeType = "GLSL") {
+    _ResourceSharePtr<CGPUProgram> Make(CGPUProgram::EType type, std::string const& code, std::string const& main = "",
+                                        std::string const& codeType = "GLSL") {
         static int number = 0;
         qklib::CSharePtr<CResourceLoader> noLoader;
         _ResourceSharePtr<CGPUProgram> program = CQK3DMain::GetResourceSystem().CreateResource(
@@ -219,7 +219,8 @@ TEST_F(GLProgram, RunsAGeometryStageAndAMainFunctionOfAnotherName) {
                 EmitVertex();
             }
             EndPrimitive();
-        })", "Shrink");
+        })",
+                         "Shrink");
     auto pixel = Make(CGPUProgram::GPT_PIXEL, kPixelCode);
     ASSERT_TRUE(System().SetVertexShader(vertex));
     ASSERT_TRUE(System().SetPixelShader(pixel));

@@ -20,8 +20,10 @@ std::vector<std::string>& Errors() {
 }
 
 void Listen(qklib::LogRecord const& record, void*) {
-    if (record.level == qklib::LOG_ERROR) Errors().push_back(record.message);
-    else if (record.level == qklib::LOG_WARNING) std::fprintf(stderr, "warning: %s\n", record.message.c_str());
+    if (record.level == qklib::LOG_ERROR)
+        Errors().push_back(record.message);
+    else if (record.level == qklib::LOG_WARNING)
+        std::fprintf(stderr, "warning: %s\n", record.message.c_str());
 }
 
 Shape::Fields const kScreenFields = {{VET_FLOAT4, VES_POSITION}, {VET_COLOR, VES_DIFFUSE}, {VET_FLOAT2, VES_TEXCOORD}};
@@ -65,8 +67,8 @@ Shape::Shape(CRenderSystem& system, EShapeType type, Fields const& fields, void 
     for (auto const& [elementType, semantic] : fields) declaration->AddElement(0, elementType, semantic);
     auto const unit = declaration->GetSourceUnitSizeInByte(0);
     auto const count = static_cast<unsigned>(bytes / unit);
-    auto buffer = system.GetHardwareBufferManager()->CreateVertexBuffer(unit, count, CHardwareBuffer::HBU_STATIC, false,
-                                                                        false);
+    auto buffer =
+        system.GetHardwareBufferManager()->CreateVertexBuffer(unit, count, CHardwareBuffer::HBU_STATIC, false, false);
     if (buffer->Create()) buffer->WriteData(0, bytes, data, true);
     vertices.GetVertexBufferBinding()->SetSource(0, buffer);
     vertices.SetVertexNum(count);
@@ -160,8 +162,8 @@ void GLTest::MakeSystem() {
     m_system->SetLighting(0);
     m_system->SetCullMode(1);
     m_system->SetZEnable(0);
-    for (auto const setter : {&CRenderSystem::SetWorldMatrix, &CRenderSystem::SetViewMatrix,
-                              &CRenderSystem::SetProjectionMatrix})
+    for (auto const setter :
+         {&CRenderSystem::SetWorldMatrix, &CRenderSystem::SetViewMatrix, &CRenderSystem::SetProjectionMatrix})
         (m_system->*setter)(Matrix44::IDENTITY);
     Clear();
 }
@@ -207,8 +209,7 @@ std::unique_ptr<CTexture> GLTest::MakeTexture(Picture const& picture) {
 _ResourceSharePtr<CTexture> GLTest::MakeTargetTexture(std::string const& name, unsigned width, unsigned height,
                                                       EPixelFormat format, unsigned usage) {
     qklib::CSharePtr<CResourceLoader> noLoader;
-    auto* const manager =
-        static_cast<CTextureManager*>(CQK3DMain::GetResourceSystem().GetResourceManager("CTexture"));
+    auto* const manager = static_cast<CTextureManager*>(CQK3DMain::GetResourceSystem().GetResourceManager("CTexture"));
     if (!manager) { // the manager of a type is made with its first resource
         _ResourceSharePtr<CTexture> texture =
             CQK3DMain::GetResourceSystem().CreateResource("CTexture", "", name, false, noLoader);

@@ -67,8 +67,7 @@ private:
 /// The corners of a rectangle in pixels or in space as a strip; texture coordinates from 0 to 1.
 std::vector<ScreenVertex> ScreenQuad(float left, float top, float right, float bottom, std::uint32_t colour,
                                      float z = 0);
-std::vector<SpaceVertex> SpaceQuad(float left, float top, float right, float bottom, std::uint32_t colour,
-                                   float z = 0);
+std::vector<SpaceVertex> SpaceQuad(float left, float top, float right, float bottom, std::uint32_t colour, float z = 0);
 
 /// Each test has a render system of its own, "gl", and a window without a screen, "screen", 64 by 64 pixels, active and
 /// cleared to opaque black. States are at the baseline but for no lighting, no culling and no depth test. Errors in the

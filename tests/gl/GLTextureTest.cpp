@@ -123,8 +123,8 @@ TEST_F(GLTexture, KeepsEveryFormatThroughTheDevice) {
         if (info.flags & PFF_FLOAT || format == PF_DEPTH) { // any finite number from 0 to 1
             bool const half = info.componentType == PCT_FLOAT16;
             for (std::size_t i = 0; i + 3 < bytes.size(); i += half ? 2 : 4) {
-                std::uint32_t const value = half ? 0x3000u + bytes[i] : std::bit_cast<std::uint32_t>(
-                                                                            static_cast<float>(bytes[i]) / 255.0f);
+                std::uint32_t const value =
+                    half ? 0x3000u + bytes[i] : std::bit_cast<std::uint32_t>(static_cast<float>(bytes[i]) / 255.0f);
                 std::memcpy(bytes.data() + i, &value, half ? 2 : 4);
             }
             if (half) bytes[bytes.size() - 1] = 0x30;
@@ -392,16 +392,19 @@ TEST_F(GLTexture, FitsFilesToWhatIsAskedFor) {
         return doubled;
     }()));
     Picture const halved = ReadTexture(*FromFile(png, PF_A8R8G8B8, 2, 2, FILTER_BOX));
-    EXPECT_TRUE(Matches(halved, [] {
-        Picture four(2, 2);
-        four.pixels = {kRed, kGreen, kBlue, kWhite};
-        return four;
-    }())) << "one texel for each quarter";
+    EXPECT_TRUE(Matches(halved,
+                        [] {
+                            Picture four(2, 2);
+                            four.pixels = {kRed, kGreen, kBlue, kWhite};
+                            return four;
+                        }()))
+        << "one texel for each quarter";
     EXPECT_EQ(Bytes(*FromFile(png, PF_L8))[0], 77) << "red as grey";
     EXPECT_EQ(Bytes(*FromFile(png, PF_A8))[0], 255);
-    EXPECT_EQ(Bytes(*FromFile(png, PF_R5G6B5)), (std::vector<std::uint8_t>{
-        0x00, 0xF8, 0x00, 0xF8, 0xE0, 0x07, 0xE0, 0x07, 0x00, 0xF8, 0x00, 0xF8, 0xE0, 0x07, 0xE0, 0x07,
-        0x1F, 0x00, 0x1F, 0x00, 0xFF, 0xFF, 0xFF, 0xFF, 0x1F, 0x00, 0x1F, 0x00, 0xFF, 0xFF, 0xFF, 0xFF}));
+    EXPECT_EQ(Bytes(*FromFile(png, PF_R5G6B5)),
+              (std::vector<std::uint8_t>{0x00, 0xF8, 0x00, 0xF8, 0xE0, 0x07, 0xE0, 0x07, 0x00, 0xF8, 0x00,
+                                         0xF8, 0xE0, 0x07, 0xE0, 0x07, 0x1F, 0x00, 0x1F, 0x00, 0xFF, 0xFF,
+                                         0xFF, 0xFF, 0x1F, 0x00, 0x1F, 0x00, 0xFF, 0xFF, 0xFF, 0xFF}));
 
     auto broken = png;
     broken.resize(broken.size() / 2);
@@ -437,11 +440,13 @@ TEST_F(GLTexture, SamplesByItsSamplerState) {
     System().SetAddressU(0, 3);
     System().SetMagFilter(0, 2);
     DrawTexture(*texture, 0, 0, 64, 8);
-    EXPECT_TRUE(Matches(Read(), [&] {
-        Picture expected = Read();
-        expected.At(32, 4) = 0xFF800080; // halfway between the two, give or take the half pixel
-        return expected;
-    }(), {3, 0}));
+    EXPECT_TRUE(Matches(Read(),
+                        [&] {
+                            Picture expected = Read();
+                            expected.At(32, 4) = 0xFF800080; // halfway between the two, give or take the half pixel
+                            return expected;
+                        }(),
+                        {3, 0}));
 
     auto const grey = MakeTexture(Picture(1, 1, 0x80BCBCBC));
     System().SetSRGBTexture(0, FloatBits(1.0f));
