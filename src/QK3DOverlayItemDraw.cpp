@@ -381,11 +381,14 @@ bool COverlayItem::_WriteQuad() {
     if (binding.IsNull() || binding->GetSourceNum() == 0) return false;
     qklib::CSharePtr<CHardwareVertexBuffer> const& buffer = binding->GetSource(0);
     CHardwareVertexBuffer* const device = buffer.GetPointer();
-    if (!device || (!device->IsCreated() && !device->Create())) return false;
+    if (!device || device->IsLocked() || (!device->IsCreated() && !device->Create())) return false;
     auto const stride = device->GetUnitSizeInBytes();
     if (stride < m_vertexDec->GetSourceUnitSizeInByte(0)) return false;
     auto* vertex = static_cast<std::byte*>(device->Lock(0, 0, CHardwareBuffer::LM_DISCARD));
-    if (!vertex) return false;
+    if (!vertex) {
+        device->Unlock(); // a refused lock has to be given back too
+        return false;
+    }
 
     auto const left = static_cast<float>(m_absoluteBox.x);
     auto const top = static_cast<float>(m_absoluteBox.y);
