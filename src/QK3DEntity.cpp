@@ -55,6 +55,7 @@ void CEntity::SetMesh(_ResourceSharePtr<CMesh>& mesh) {
     } else {
         DestroyAllSubEntity();
         m_mesh = mesh;
+        m_isMeshPending = m_mesh != nullptr && m_mesh->GetLoadingState() != LOADSTATE_LOADED;
     }
     while (m_subEntities.size() < meshNum) _CreateSubEntity(m_mesh->GetSubMesh(GetSubEntityNum()));
 }
@@ -109,27 +110,37 @@ void CEntity::CopyFrom(CEntity const& other) {
 }
 
 void CEntity::_UpdateImpl(bool changed) {
-    bool const reload = IsMeshUnloaded();
-    if (reload && !ReloadMesh()) return;
-    if (!changed && !m_transformChanged && !reload) return;
+    EMeshCheck const check = CheckMesh();
+    if (check == EMeshCheck::Failed) return;
+    if (!changed && !m_transformChanged && check == EMeshCheck::Kept) return;
     for (CSubEntity* subEntity : m_subEntities) subEntity->UpdateWordMatrix(true);
 }
 
-bool CEntity::IsMeshUnloaded() const { return m_mesh != nullptr && m_mesh->GetLoadingState() != LOADSTATE_LOADED; }
+// When the mesh cannot be loaded the old sub-entities stay.
+CEntity::EMeshCheck CEntity::CheckMesh() {
+    if (m_mesh == nullptr) return EMeshCheck::Kept;
+    if (m_mesh->GetLoadingState() != LOADSTATE_LOADED || m_isMeshPending) {
+        if (!m_mesh->MakeSureLoaded()) return EMeshCheck::Failed;
+        m_isMeshPending = false;
+        DestroyAllSubEntity();
+        for (unsigned int i = 0; i < m_mesh->GetSubMeshNum(); ++i) _CreateSubEntity(m_mesh->GetSubMesh(i));
+        return EMeshCheck::Renewed;
+    }
+    if (!AreAllSubMeshesLost()) return EMeshCheck::Kept;
+    SetMesh(m_mesh);
+    return EMeshCheck::Renewed;
+}
 
-// False when the mesh cannot be loaded; the old sub-entities stay then.
-bool CEntity::ReloadMesh() {
-    if (!m_mesh->MakeSureLoaded()) return false;
-    DestroyAllSubEntity();
-    for (unsigned int i = 0; i < m_mesh->GetSubMeshNum(); ++i) _CreateSubEntity(m_mesh->GetSubMesh(i));
-    return true;
+bool CEntity::AreAllSubMeshesLost() const {
+    return !m_subEntities.empty() && std::all_of(m_subEntities.begin(), m_subEntities.end(),
+                                                 [](CSubEntity const* sub) { return sub->m_isSubMeshLost; });
 }
 
 // False when there is nothing to draw now.
 bool CEntity::PrepareForDrawing(CRenderSystem* renderSystem) {
     if (!m_visible) return false;
-    if (m_mesh == nullptr) return true;
-    if (m_mesh->GetRenderSystem() != renderSystem && !m_mesh->SetRenderSystem(renderSystem)) return false;
-    return !IsMeshUnloaded() || ReloadMesh();
+    if (m_mesh != nullptr && m_mesh->GetRenderSystem() != renderSystem && !m_mesh->SetRenderSystem(renderSystem))
+        return false;
+    return CheckMesh() != EMeshCheck::Failed;
 }
 } // namespace qk3d

@@ -75,13 +75,18 @@ protected:
     mutable Matrix44 m_worldTransform = Matrix44::IDENTITY;
 
 private:
+    friend class CEntity;
+    friend class CSubMesh;
+
     CSubEntity* m_previousUser = nullptr; // of the same sub-mesh
     CSubEntity* m_nextUser = nullptr;
+    bool m_isSubMeshLost = false; // it was destroyed, and no other was set since
 };
 
 /// Shows a mesh, with one sub-entity for each of its sub-meshes. Whenever it is updated or drawn and its mesh is not
 /// loaded, it loads the mesh and makes all sub-entities anew; what was set on the old ones is gone then. A mesh that
-/// cannot be loaded is tried again at the next update.
+/// cannot be loaded is tried again at the next update. When somebody else has loaded the mesh meanwhile, the entity makes
+/// the sub-entities that it owes since `SetMesh`, or gives those it has the new sub-meshes of their places.
 class QK3D_API CEntity : public CMovableObject {
 public:
     using SubEntityList = std::vector<CSubEntity*>;
@@ -133,8 +138,12 @@ protected:
     SubEntityList m_subEntities; // owned
 
 private:
-    bool IsMeshUnloaded() const;
-    bool ReloadMesh();
+    enum class EMeshCheck { Failed, Kept, Renewed };
+
+    EMeshCheck CheckMesh();
+    bool AreAllSubMeshesLost() const;
     bool PrepareForDrawing(CRenderSystem* renderSystem);
+
+    bool m_isMeshPending = false; // it was not loaded when it was set
 };
 } // namespace qk3d

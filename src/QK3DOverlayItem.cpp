@@ -270,7 +270,7 @@ void COverlayItem::_NotifyRenderTargetRemove(CRenderTarget* target) { std::erase
 void COverlayItem::Update(bool parentChanged, CBox const& parentBox) {
     if (m_isUpdating) return;
     CLifeWatch const watch(m_life);
-    m_isUpdating = true;
+    CFlagScope const scope(m_isUpdating, watch);
     if (!m_updateListeners.Notify([this](auto* listener) { listener->OnOverlayItemPerUpdate(this); })) return;
 
     bool isWhole = true;
@@ -286,8 +286,6 @@ void COverlayItem::Update(bool parentChanged, CBox const& parentBox) {
             if (!m_subItems.ForEach([&](COverlayItem* item) { item->Update(isBoxChanged, box); })) return;
         }
     }
-    if (isWhole && !m_updateListeners.Notify([this](auto* listener) { listener->OnOverlayItemPostUpdate(this); }))
-        return;
-    if (!watch.IsDead()) m_isUpdating = false;
+    if (isWhole) m_updateListeners.Notify([this](auto* listener) { listener->OnOverlayItemPostUpdate(this); });
 }
 } // namespace qk3d

@@ -278,6 +278,21 @@ private:
     bool _FindNamedTexture();
     void _SetTextureFactor();
 
+    // Keeps a flag up for the time of a walk, also if a listener throws or destroys the item.
+    class CFlagScope {
+    public:
+        CFlagScope(bool& flag, CLifeWatch const& watch) : m_flag(flag), m_watch(watch) { flag = true; }
+        CFlagScope(CFlagScope const&) = delete;
+        CFlagScope& operator=(CFlagScope const&) = delete;
+        ~CFlagScope() {
+            if (!m_watch.IsDead()) m_flag = false;
+        }
+
+    private:
+        bool& m_flag;
+        CLifeWatch const& m_watch;
+    };
+
     CLifeLine m_life;
     bool m_isUpdating = false;
     bool m_isRendering = false;

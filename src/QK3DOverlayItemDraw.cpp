@@ -207,7 +207,7 @@ void COverlayItem::_NotifyRenderSystemDestroy(CRenderSystem* renderSystem) {
 void COverlayItem::Render(CRenderSystem* renderSystem, long long time) {
     if (!m_isVisible || m_isRendering) return;
     CLifeWatch const watch(m_life);
-    m_isRendering = true;
+    CFlagScope const scope(m_isRendering, watch);
     auto const tellBefore = [=, this](auto* listener) { listener->OnOverlayItemPerRender(this, renderSystem); };
     if (!m_renderListeners.Notify(tellBefore)) return;
 
@@ -227,7 +227,7 @@ void COverlayItem::Render(CRenderSystem* renderSystem, long long time) {
     _RenderSubItems(time);
     if (watch.IsDead()) return;
     auto const tellAfter = [=, this](auto* listener) { listener->OnOverlayItemPostRender(this, renderSystem); };
-    if (m_renderListeners.Notify(tellAfter)) m_isRendering = false;
+    m_renderListeners.Notify(tellAfter);
 }
 
 void COverlayItem::_RenderSubItems(long long time) {

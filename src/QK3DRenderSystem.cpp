@@ -109,7 +109,6 @@ void CRenderSystem::DestroyAllRenderTarget() {
 void CRenderSystem::_RemoveTarget(TargetIterator entry) {
     CRenderTarget* const target = entry->second;
     if (target->IsUpdating() && !m_isDying) m_removedTargets.push_back(target); // before the step that can't be undone
-    if (entry == m_nextTarget) ++m_nextTarget;
     m_renderTargets.erase(entry);
     if (!target->IsUpdating() || m_isDying) _DeleteTarget(target);
 }
@@ -158,17 +157,16 @@ bool CRenderSystem::UpdateAllRenderTarget(long long time) {
 
     struct InFrame { // also when a listener throws
         explicit InFrame(CRenderSystem& system) : renderSystem(system) { renderSystem.m_isInFrame = true; }
-        ~InFrame() {
-            renderSystem.m_isInFrame = false;
-            renderSystem.m_nextTarget = renderSystem.m_renderTargets.end();
-        }
+        ~InFrame() { renderSystem.m_isInFrame = false; }
         CRenderSystem& renderSystem;
     } const inFrame(*this);
 
     BeginFrame();
-    for (m_nextTarget = m_renderTargets.begin(); m_nextTarget != m_renderTargets.end();) {
-        CRenderTarget* const target = (m_nextTarget++)->second;
-        if (target->IsAutoUpdate()) target->Update(time);
+    // By name, so that targets may come and go meanwhile. The text keeps its room from frame to frame.
+    for (auto at = m_renderTargets.begin(); at != m_renderTargets.end();
+         at = m_renderTargets.upper_bound(m_lastDrawn)) {
+        m_lastDrawn = at->first;
+        if (at->second->IsAutoUpdate()) at->second->Update(time);
     }
     EndFrame();
     PresentFrame();

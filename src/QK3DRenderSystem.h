@@ -290,12 +290,12 @@ private:
     void _ApplyPassTextureStates(CPass const& pass);
 
     bool m_isInFrame = false;
-    bool m_isDying = false;                              // the back-end's part is gone: no call can reach it
-    TargetIterator m_nextTarget = m_renderTargets.end(); // where the frame goes on
-    std::vector<CRenderTarget*> m_removedTargets;        // owned; removed during their Update, deleted when it ends
-    CKeepActive* m_keepers = nullptr;                    // innermost first; they lie on the stack
-    std::set<CVertexDeclaration*> m_vertexDeclarations;  // that this system has device objects of
-    void* m_boundVertexShader = nullptr;                 // the handles that the device got for the active programs
+    bool m_isDying = false;                             // the back-end's part is gone: no call can reach it
+    string m_lastDrawn;                                 // the target that the frame is at
+    std::vector<CRenderTarget*> m_removedTargets;       // owned; removed during their Update, deleted when it ends
+    CKeepActive* m_keepers = nullptr;                   // innermost first; they lie on the stack
+    std::set<CVertexDeclaration*> m_vertexDeclarations; // that this system has device objects of
+    void* m_boundVertexShader = nullptr;                // the handles that the device got for the active programs
     void* m_boundPixelShader = nullptr;
     void* m_boundCommShader = nullptr;
 };

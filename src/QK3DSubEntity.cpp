@@ -49,6 +49,7 @@ void CSubEntity::SetSubMesh(CSubMesh* subMesh) {
         if (m_nextUser) m_nextUser->m_previousUser = m_previousUser;
     }
     m_subMesh = subMesh;
+    m_isSubMeshLost = false;
     m_previousUser = nullptr;
     m_nextUser = subMesh ? subMesh->m_firstUser : nullptr;
     if (m_nextUser) m_nextUser->m_previousUser = this;

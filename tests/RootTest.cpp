@@ -1,0 +1,280 @@
+// RootTest.cpp: the factory, the registries of the engine root, plug-in types, and the way down.
+#include "QK3DEntity.h"
+#include "QK3DFactory.h"
+#include "QK3DMain.h"
+#include "QK3DOverlayItem.h"
+#include "QK3DOverlayManager.h"
+#include "QK3DPluginManager.h"
+#include "QK3DRenderSystem.h"
+#include "QK3DRenderWindow.h"
+#include "QK3DResourceManager.h"
+#include "QK3DResourceSystem.h"
+#include "QK3DSceneManager.h"
+#include "QK3DSceneNode.h"
+#include "QK3DTexture.h"
+#include "RecordingRenderSystem.h"
+#include "TestLog.h"
+#include <algorithm>
+#include <gtest/gtest.h>
+#include <memory>
+
+using namespace qk3d;
+
+namespace {
+CQK3DMain& Root() { return CQK3DMain::GetQK3DMain(); }
+
+std::string g_steps; // what the objects below did
+
+struct CTestScene : CSceneManager {
+    explicit CTestScene(string const& name) : CSceneManager(name) { g_steps += "make " + name + ", "; }
+    ~CTestScene() override {
+        g_steps += "delete scene, ";
+        if (destroysItself) Root().DestroySceneManager("again");
+    }
+    string GetTypeName() override { return "CTestScene"; }
+    void Init() override {
+        g_steps += "init, ";
+        if (asksForItself-- > 0) other = Root().CreateSceneManager("CTestScene", "nested");
+    }
+    bool destroysItself = false;
+    static inline int asksForItself = 0;
+    static inline CSceneManager* other = nullptr;
+};
+
+struct CTestDevice : CRecordingRenderSystem {
+    using CRecordingRenderSystem::CRecordingRenderSystem;
+    ~CTestDevice() override { g_steps += "delete device, "; }
+    string GetTypeName() override { return "CTestDevice"; }
+    void _ReleaseImpl() override {
+        g_steps += "release device, ";
+        CRecordingRenderSystem::_ReleaseImpl();
+    }
+};
+
+template <class Object, class Base>
+void Make(char const* name, Base** out) {
+    *out = new Object(name);
+}
+
+void Register() {
+    CQK3DMain::GetFactory().AddCreateSceneManagerFun("CTestScene", Make<CTestScene, CSceneManager>);
+    CQK3DMain::GetFactory().AddCreateRenderSystemFun("CTestDevice", Make<CTestDevice, CRenderSystem>);
+    g_steps.clear();
+}
+
+// A thing of the host's, by number.
+int g_things[2];
+template <int i>
+void MakeThing(void** out) {
+    *out = &g_things[i];
+}
+
+TEST(Factory, CreatesByExactTypeInOneTableOnly) {
+    CFactory factory = CQK3DMain::GetFactory(); // a copy has tables of its own
+    factory.AddCreateUserObjectFun("thing", MakeThing<0>);
+    EXPECT_EQ(factory.CreateUserObject("thing"), &g_things[0]);
+    factory.AddCreateUserObjectFun("thing", MakeThing<1>);
+    EXPECT_EQ(factory.CreateUserObject("thing"), &g_things[1]) << "the later creator replaces the earlier";
+    EXPECT_EQ(factory.CreateUserObject("Thing"), nullptr);
+    EXPECT_EQ(factory.CreateRenderSystem("thing", ""), nullptr);
+    EXPECT_EQ(factory.CreateEmitter("thing", ""), nullptr);
+    EXPECT_EQ(CQK3DMain::GetFactory().CreateUserObject("thing"), nullptr);
+
+    CFactory assigned = CQK3DMain::GetFactory();
+    assigned = factory;
+    assigned = *&assigned;
+    factory.RemoveCreateUserObjectFun("thing");
+    factory.RemoveCreateUserObjectFun("thing");
+    EXPECT_EQ(factory.CreateUserObject("thing"), nullptr);
+    EXPECT_EQ(assigned.CreateUserObject("thing"), &g_things[1]);
+
+    factory.AddCreateUserObjectFun("lazy", [](void**) {});
+    EXPECT_EQ(factory.CreateUserObject("lazy"), nullptr) << "a creator that stores nothing";
+    factory.AddCreateUserObjectFun("none", nullptr);
+    EXPECT_EQ(factory.CreateUserObject("none"), nullptr);
+
+    CTestLog log;
+    { CFactory const copy = factory; }
+    EXPECT_EQ(log.TakeLines(), LogLines({{qklib::LOG_INFO, "CFactory Destroy"}}));
+}
+
+TEST(Root, KnowsTheBuiltInTypes) {
+    CSceneManager* const scene = Root().CreateSceneManager("CSceneManager", "plain");
+    ASSERT_NE(scene, nullptr);
+    EXPECT_EQ(Root().CreateSceneManager("CSceneManager", "plain"), scene);
+    EXPECT_EQ(Root().CreateSceneManager("csceneManager", "other"), nullptr);
+    std::unique_ptr<CMovableObject> const entity(CQK3DMain::GetFactory().CreateMovableObject("CEntity", "e"));
+    EXPECT_NE(dynamic_cast<CEntity*>(entity.get()), nullptr);
+    Root().DestroySceneManager("plain");
+    Root().DestroySceneManager("plain");
+    EXPECT_EQ(Root().GetSceneManager("plain"), nullptr);
+}
+
+TEST(Root, GivesOneObjectForANameAndNullForAnotherType) {
+    Register();
+    CSceneManager* const scene = Root().CreateSceneManager("CTestScene", "");
+    EXPECT_EQ(Root().CreateSceneManager("CTestScene", ""), scene);
+    EXPECT_EQ(g_steps, "make , init, ") << "the empty name is a name, and Init runs once";
+    EXPECT_EQ(Root().CreateSceneManager("CSceneManager", ""), nullptr);
+    EXPECT_EQ(Root().GetSceneManager(""), scene);
+
+    CRenderSystem* const device = Root().CreateRenderSystem("CTestDevice", "d");
+    EXPECT_EQ(Root().CreateRenderSystem("CTestDevice", "d"), device);
+    EXPECT_EQ(Root().CreateRenderSystem("Other", "d"), nullptr);
+    EXPECT_EQ(Root().GetRenderSystem("d"), device);
+
+    EXPECT_EQ(Root().CreateResourceSystem("x"), Root().CreateResourceSystem("x"));
+    EXPECT_EQ(Root().GetResourceSystem("x"), Root().CreateResourceSystem("x"));
+    EXPECT_EQ(Root().GetResourceSystem("def_resourcesys"), nullptr);
+    EXPECT_EQ(CQK3DMain::GetResourceSystem().GetName(), "def_resourcesys");
+    EXPECT_EQ(Root().CreateOverlayManager("x"), Root().CreateOverlayManager("x"));
+    EXPECT_NE(Root().GetOverlayManager("x"), &CQK3DMain::GetOverlayManager());
+
+    g_steps.clear();
+    Root().DestroyRenderSystem("d");
+    Root().DestoryAllSceneManager();
+    EXPECT_EQ(g_steps, "release device, delete device, delete scene, ");
+    Root().DestroyRenderSystem("d");
+    Root().DestroyResourceSystem("x");
+    Root().DestotyAllOverlayManager();
+    EXPECT_EQ(Root().GetRenderSystem("d"), nullptr);
+    EXPECT_EQ(Root().GetResourceSystem("x"), nullptr);
+    EXPECT_EQ(Root().GetOverlayManager("x"), nullptr);
+}
+
+TEST(Root, SurvivesObjectsThatCallItWhileTheyComeAndGo) {
+    Register();
+    static_cast<CTestScene*>(Root().CreateSceneManager("CTestScene", "again"))->destroysItself = true;
+    Root().DestroySceneManager("again");
+    EXPECT_EQ(g_steps, "make again, init, delete scene, ");
+
+    // Init of the first scene makes another one under the same name; that one is registered first, and stays.
+    CTestScene::asksForItself = 1;
+    CSceneManager* const scene = Root().CreateSceneManager("CTestScene", "nested");
+    EXPECT_EQ(scene, CTestScene::other);
+    EXPECT_EQ(Root().GetSceneManager("nested"), scene);
+    Root().DestoryAllSceneManager();
+}
+
+TEST(Root, TakesADeviceFromAllWhoUseItBeforeItGoes) {
+    Register();
+    CRenderSystem* const device = Root().CreateRenderSystem("CTestDevice", "d");
+    qklib::CSharePtr<CResourceLoader> none;
+    CResourceSystem* const named = Root().CreateResourceSystem("named");
+    _ResourceSharePtr<CTexture> textures[2];
+    CResourceSystem* const systems[2] = {&CQK3DMain::GetResourceSystem(), named};
+    for (int i = 0; i < 2; ++i) {
+        textures[i] = systems[i]->CreateResource("CTexture", "", "t", false, none);
+        textures[i]->SetWidth(4);
+        textures[i]->SetHeight(4);
+        textures[i]->SetPixelFormat(PF_A8R8G8B8);
+        textures[i]->SetRenderSystem(device);
+        ASSERT_TRUE(textures[i]->Load());
+    }
+    COverlayItem* const item = CQK3DMain::GetOverlayManager().CreateOverlayItem("i", 0, 0, 4, 4, 0);
+    item->SetTexture(textures[0]);
+    item->Render(device, 1);
+
+    Root().DestroyRenderSystem("d");
+    for (auto const& texture : textures) {
+        EXPECT_EQ(texture->GetRenderSystem(), nullptr);
+        EXPECT_NE(texture->GetLoadingState(), LOADSTATE_LOADED);
+    }
+    // The item makes itself at home on the next device, also if that lies where the old one was.
+    CRecordingRenderSystem next;
+    item->Render(&next, 1);
+    EXPECT_EQ(next.CountOf("Render"), 1u);
+    CQK3DMain::GetOverlayManager().DestroyAllOverlayItem();
+}
+
+TEST(Root, RegistersWhatAPluginBringsAndTakesItBack) {
+    int calls[10] = {};
+    int* const address = calls;
+    string const path = string(QK3D_TEST_PLUGINS) + "/RootPlugin.so";
+    auto const createAll = [] {
+        CFactory& factory = CQK3DMain::GetFactory();
+        factory.CreateRenderSystem("1", "n");
+        factory.CreateSceneManager("2", "n");
+        CQK3DMain::GetResourceSystem().GetResourceManager("3");
+        CQK3DMain::GetResourceSystem().CreateResourceLoader("4");
+        factory.CreateMovableObject("5", "n");
+        factory.CreateParticleSystem("6", "n");
+        factory.CreateEmitter("7", "n");
+        return factory.CreateUserObject("8");
+    };
+    EXPECT_FALSE(Root().LoadPlugin("no such plug-in", nullptr, 0));
+    auto const* const data = reinterpret_cast<unsigned char const*>(&address);
+    ASSERT_TRUE(Root().LoadPlugin(path, data, sizeof address));
+    EXPECT_TRUE(Root().LoadPlugin(path, data, sizeof address));
+    EXPECT_EQ(calls[0], 1) << "started once, and void records are not registered";
+    EXPECT_EQ(createAll(), calls);
+    for (int kind = 1; kind <= 8; ++kind) EXPECT_EQ(calls[kind], 1) << "kind " << kind;
+    for (char const* const name : {"0", "", "9"}) CQK3DMain::GetFactory().CreateMovableObject(name, "n");
+    EXPECT_EQ(calls[0], 1);
+
+    Root().UnloadPlugin(path);
+    Root().UnloadPlugin(path);
+    EXPECT_EQ(createAll(), nullptr);
+    for (int kind = 1; kind <= 8; ++kind) EXPECT_EQ(calls[kind], 1) << "kind " << kind;
+    EXPECT_FALSE(CQK3DMain::GetPluginManager().IsPluginLoad(path));
+}
+
+// Makes one of everything, tied together as in a real scene.
+void Populate() {
+    Register();
+    CRenderSystem* const device = Root().CreateRenderSystem("CTestDevice", "device");
+    CSceneManager* const scene = Root().CreateSceneManager("CTestScene", "scene");
+    scene->CreateSceneNode("node")->AttachMovableObject(scene->CreateMovableObject("CEntity", "entity"));
+    CRenderWindow* const window = device->CreateRenderWindow("window", 64, 64, PF_A8R8G8B8, false);
+    window->AddViewport(scene->CreateCamera("camera"), 0, 0.0f, 0.0f, 1.0f, 1.0f);
+    COverlayItem* const item = CQK3DMain::GetOverlayManager().CreateOverlayItem("item", 0, 0, 8, 8, 0);
+    item->SetTexture("Blank");
+    window->AddOverlayItem(item);
+    Root().CreateOverlayManager("more")->CreateOverlayItem("item", 0, 0, 8, 8, 0);
+    Root().CreateResourceSystem("more")->CreateResourceManual("CMaterial", "material");
+    CQK3DMain::GetOverlayManager().Update();
+    device->UpdateAllRenderTarget(1);
+}
+
+TEST(RootEnd, ClearsInOrderAndCanBeUsedAndClearedAgain) {
+    CTestLog log;
+    for (int round = 0; round < 2; ++round) {
+        Root();
+        CQK3DMain::GetFactory().AddCreateMovableObjectFun("CEntity", Make<CEntity, CMovableObject>);
+        Populate();
+        g_steps.clear();
+        log.TakeLines();
+        Root().Clear();
+        EXPECT_EQ(g_steps, "delete scene, release device, delete device, ");
+        EXPECT_EQ(Root().GetSceneManager("scene"), nullptr);
+        EXPECT_EQ(Root().GetRenderSystem("device"), nullptr);
+        EXPECT_EQ(Root().GetOverlayManager("more"), nullptr);
+        EXPECT_EQ(Root().GetResourceSystem("more"), nullptr);
+        EXPECT_EQ(Root().CreateSceneManager("CSceneManager", "a"), nullptr) << "the factory is empty too";
+
+        auto const lines = log.TakeLines();
+        auto const at = [&lines](char const* text) {
+            return std::find(lines.begin(), lines.end(), text) - lines.begin();
+        };
+        EXPECT_LT(at("4 COverlayManager Destroy"), at("4 CSceneManager Destroy"));
+        EXPECT_LT(at("4 CSceneManager Destroy"), at("4 CRenderSystem Destroy"));
+        EXPECT_LT(at("4 CRenderSystem Destroy"), at("4 CTextureManager Destroy"));
+        EXPECT_LT(at("4 CTextureManager Destroy"), at("4 CResourceSystem Destroy"));
+    }
+    log.TakeLines();
+    Root().Clear();
+    EXPECT_TRUE(log.TakeLines().empty()) << "nothing is left to clear";
+}
+
+TEST(RootEndDeathTest, GoesBeforeTheStaticObjectsWhenTheProcessEnds) {
+    EXPECT_EXIT(
+        {
+            CQK3DMain::GetFactory().AddCreateMovableObjectFun("CEntity", Make<CEntity, CMovableObject>);
+            Populate();
+            std::exit(0);
+        },
+        testing::ExitedWithCode(0),
+        "CQK3DMain Destroy.*COverlayManager Destroy.*CResourceSystem Destroy.*CFactory Destroy.*CPluginManager "
+        "Destroy");
+}
+} // namespace
