@@ -2,6 +2,7 @@
 #include "QK3DCamera.h"
 #include "QK3DMatrix.h"
 #include "QK3DMovableObject.h"
+#include "QK3DOverlayItem.h"
 #include "QK3DRenderOperation.h"
 #include "QK3DRenderQueue.h"
 #include "QK3DRenderTarget.h"
@@ -9,9 +10,12 @@
 #include "QK3DRenderableObject.h"
 #include "QK3DViewport.h"
 #include "RecordingRenderSystem.h"
+#include <algorithm>
+#include <array>
 #include <functional>
 #include <gtest/gtest.h>
 #include <limits>
+#include <memory>
 
 namespace {
 using namespace qk3d;
@@ -200,6 +204,46 @@ TEST_F(RenderTarget, LetsViewportsGoWhileTheyAreDrawn) {
     first.onRender = nullptr;
     window->RemoveAllViewport();
     EXPECT_EQ(device.GetActiveViewport(), nullptr);
+}
+
+TEST_F(RenderTarget, DrawsOverlayItemsOverItsViewportsWhileTheyComeAndGo) {
+    struct CHears : COverlayItem::CRenderListener {
+        void OnOverlayItemPerRender(COverlayItem* item, CRenderSystem*) override {
+            log += item->GetName() + " ";
+            if (onRender) onRender(item);
+        }
+        std::string log;
+        std::function<void(COverlayItem*)> onRender;
+    } hears;
+    // An array, since items go by their addresses.
+    std::array<std::unique_ptr<COverlayItem>, 4> items;
+    for (std::size_t i = 0; i < items.size(); ++i) {
+        items[i] = std::make_unique<COverlayItem>(nullptr, nullptr, std::to_string(i), 0, 0, 8, 8, short(0));
+        items[i]->AddRenderListener(&hears);
+    }
+    std::sort(items.begin(), items.end());
+    std::array<std::string, 4> names;
+    for (std::size_t i = 0; i < items.size(); ++i) names[i] = items[i]->GetName() + " ";
+    for (std::size_t i : {2u, 0u, 1u, 1u}) window->AddOverlayItem(items[i].get());
+
+    CThing thing(hears.log, "thing");
+    window->AddViewport(&camera, 0, 0u, 0u, 8u, 8u)->AddRenderableObject(&thing);
+    window->Update(1);
+    EXPECT_EQ(std::exchange(hears.log, {}), "thing " + names[0] + names[1] + names[2]);
+    hears.onRender = [&](COverlayItem* item) {
+        if (item != items[0].get()) return;
+        window->AddOverlayItem(items[3].get());
+        window->RemoveOverlayItem(items[0].get());
+        items[1].reset(); // leaves the target by itself
+    };
+    window->Update(2);
+    EXPECT_EQ(std::exchange(hears.log, {}), "thing " + names[0] + names[2] + names[3]);
+    hears.onRender = nullptr;
+    window->RemoveAllOverlayItem();
+    window->Update(3);
+    EXPECT_EQ(hears.log, "thing ");
+    window->AddOverlayItem(items[2].get());
+    device.DestroyRenderTarget("win"); // and the items outlive it
 }
 
 TEST_F(RenderTarget, IsNotDrawnInsideItselfAndOutlivesItsUpdate) {
