@@ -40,6 +40,10 @@ public:
 protected:
     friend class CEmitter;
 
+    /// Puts the emitter's world transform before the own one, which has just been computed, if objects of that emitter
+    /// follow it. For the start of an `_UpdateImpl`.
+    void _FollowEmitter(bool changed);
+
     CEmitter* m_emitter; // not owned
     long long m_bornTime = -1;
     long long m_lifeTime = 0x7FFFFFFFFFFFFFFF; // for ever

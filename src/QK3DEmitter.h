@@ -11,6 +11,7 @@
 namespace qk3d {
 class CMaterial;
 class CMesh;
+class CPass;
 
 /// Emits objects at a set rate, from a box around its place, up to a number in all and a number at a time. It runs in
 /// the scene update of the node it hangs on; without a scene manager it has no clock and does nothing. The scene clock
@@ -54,11 +55,12 @@ public:
     void SetEmitableObjBandToEmitter(bool bound) { m_boundToEmitter = bound; }
     bool IsEmitableObjBandToEmitter() const { return m_boundToEmitter; }
 
-    /// What makes the objects. With `drawObjects` the emitter draws them, and they must be `CParticle`. A new function
-    /// destroys all objects there are; the one already set changes nothing, the flag included.
+    /// What makes the objects; the emitter owns them. With `drawObjects` it draws them: they must be `CParticle` then, and
+    /// others are destroyed at once. A new function destroys all objects there are; the one already set changes nothing,
+    /// the flag included.
     void SetEmitableObjectCreateFun(void (*fun)(CEmitter*, CEmitableObject**), bool drawObjects);
 
-    /// What each object is drawn as.
+    /// What each object is drawn as. Both are loaded when the emitter is drawn.
     void SetMesh(_ResourceSharePtr<CMesh>& mesh);
     _ResourceSharePtr<CMesh>& GetMesh() { return m_mesh; }
     void SetMaterial(_ResourceSharePtr<CMaterial>& material);
@@ -81,7 +83,10 @@ public:
     void DestroyAllEmitableObject();
 
 protected:
+    friend class CEmitableObject;
+
     void _UpdateImpl(bool changed) override;
+    void _NotifyAttached(CSceneNode* node) override;
     /// Draws all objects with all passes, and so leaves nothing for the caller to draw: always false.
     bool _PerRenderImpl(CRenderSystem* renderSystem, long long time) override;
     /// Where object number `index` is born, in the emitter's space: a random place in the range.
@@ -99,16 +104,26 @@ protected:
     Vector3 m_rangeMin;
     Vector3 m_rangeMax;
     EmitableObjectList m_aliveObjects; // owned
-    EmitableObjectList m_deadObjects;  // owned; the first to be born again is the first
+    EmitableObjectList m_deadObjects;  // owned from m_firstDead on; the first is the next to be born again
     _ResourceSharePtr<CMesh> m_mesh;
     _ResourceSharePtr<CMaterial> m_material;
     CRenderOperation m_renderOperation; // scratch of the drawing
 
 private:
-    bool UpdateAlive(long long now, bool changed);
-    void Emit(long long now, bool changed);
-    void DrawObjects(CRenderSystem* renderSystem);
+    class CWalk;
 
-    unsigned int m_generation = 0; // raised whenever the lists are emptied, so that walks over them notice
+    void SetSceneManager(CSceneManager* manager);
+    bool UpdateAlive(long long now, bool changed);
+    unsigned int CountDue(long long now);
+    void Emit(unsigned int number, long long now, bool changed);
+    bool StartLife(CEmitableObject* object, bool isFirst, long long now, bool changed);
+    void PrepareForDrawing(CRenderSystem* renderSystem);
+    void DrawObjects(CRenderSystem* renderSystem, CTechnique& technique);
+    void DrawWithPass(CRenderSystem* renderSystem, CPass const* pass);
+
+    std::size_t m_firstDead = 0;              // what lies before it was born again in this update
+    std::vector<std::size_t> m_dying;         // places of those whose life ended in this update
+    unsigned int m_generation = 0;            // raised when the lists are emptied, so that walks over them notice
+    bool m_isUpdating = false;
 };
 } // namespace qk3d
