@@ -53,8 +53,8 @@ bool EncodePng(void const* pixels, unsigned int width, unsigned int height, std:
 void DecodeDxtBlock(EPixelFormat format, std::uint8_t const* block, std::uint32_t pixels[16]);
 
 /// Turns all levels to PF_A8R8G8B8; luminance goes to all three colours, a channel that the format lacks reads as 255
-/// for alpha and 0 for a colour. True at once if it is that already. Floating point, 16 bits a channel and PVRTC give
-/// false and change nothing.
+/// for alpha and 0 for a colour. True at once if it is that already. Floating point, 16 bits a channel, PVRTC and what
+/// would grow beyond kMaxBytes give false and change nothing.
 bool ConvertToArgb(DecodedImage& image);
 
 /// Replaces the mip chain by one of `count` levels (0: down to 1 by 1), each the box-filtered half of the one above.

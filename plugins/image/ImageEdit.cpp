@@ -4,9 +4,17 @@
 #include <algorithm>
 #include <bit>
 #include <cstring>
+#include <new>
 
 namespace qk3d::image {
 namespace {
+bool Resize(std::vector<std::uint8_t>& bytes, std::size_t size) {
+    try {
+        bytes.resize(size);
+    } catch (std::bad_alloc const&) { return false; }
+    return true;
+}
+
 // The channel under `mask`, brought to 0 to 255 by rounding.
 std::uint32_t ChannelTo8(std::uint32_t pixel, std::uint32_t mask) {
     std::uint64_t const value = (pixel & mask) >> std::countr_zero(mask);
@@ -119,7 +127,8 @@ bool ConvertToArgb(DecodedImage& image) {
     converted.width = image.width;
     converted.height = image.height;
     converted.format = PF_A8R8G8B8;
-    converted.bytes.resize(LayOutLevels(converted, static_cast<unsigned int>(image.levels.size()), 4));
+    std::size_t const size = LayOutLevels(converted, static_cast<unsigned int>(image.levels.size()), 4);
+    if (size > kMaxBytes || !Resize(converted.bytes, size)) return false;
     for (std::size_t i = 0; i < image.levels.size(); ++i) {
         auto const& dest = converted.levels[i];
         std::uint8_t* const out = converted.bytes.data() + dest.offset;
@@ -137,8 +146,14 @@ bool MakeMipLevels(DecodedImage& image, unsigned int count) {
     Lanes const lanes = image.format < PF_COUNT ? kLanes[image.format] : Lanes{0, 0};
     if (lanes.count == 0 || image.levels.empty()) return false;
     unsigned int const full = FullLevelCount(image.width, image.height);
+    DecodedImage chain;
+    chain.width = image.width;
+    chain.height = image.height;
+    chain.format = image.format;
+    std::size_t const size = LayOutLevels(chain, count == 0 ? full : std::min(count, full), lanes.count * lanes.bytes);
     // The first level lies at the start and is packed without gaps, so growing the bytes keeps it.
-    image.bytes.resize(LayOutLevels(image, count == 0 ? full : std::min(count, full), lanes.count * lanes.bytes));
+    if (!Resize(image.bytes, size)) return false;
+    image.levels = std::move(chain.levels);
     for (std::size_t i = 1; i < image.levels.size(); ++i) {
         auto const& above = image.levels[i - 1];
         auto const& below = image.levels[i];
