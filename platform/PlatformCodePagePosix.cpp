@@ -1,6 +1,9 @@
 // PlatformCodePagePosix.cpp: code page conversion by tables that iconv fills once, and letter case from the C library.
 #include "PlatformCodePage.h"
 
+#include <algorithm>
+#include <array>
+#include <bit>
 #include <cstdint>
 #include <cstring>
 #include <iconv.h>
@@ -10,45 +13,115 @@
 
 namespace qklib::platform {
 namespace {
-constexpr unsigned kNoUnit = 0; // U+0000 is plain ASCII and never comes out of a table
-constexpr unsigned kLeadFirst = 0x81;
-constexpr unsigned kLeadLast = 0xFE;
+constexpr std::uint16_t kNone = 0xFFFF; // no character of the code page, and no code of one
+constexpr std::ptrdiff_t kPiece = 512;
 
-// Both directions of the code page, 192 KiB. Asking iconv for each text is some five times slower on short ones, and a
-// kept descriptor has a state that threads would fight for; these tables are only read once they are made.
+// Where the unit of the character at `text` stands in the table: two bytes as a number, in the order of the machine. What
+// is behind a byte of ASCII makes no difference.
+unsigned PlaceAt(unsigned char const* text) {
+    std::uint16_t place;
+    std::memcpy(&place, text, sizeof place);
+    return place;
+}
+
+// Both directions of the code page, 256 KiB. Asking iconv for each text takes twice as long, and more on short ones, and
+// a kept descriptor has a state that threads would fight for; these tables are only read once they are made.
 struct CodePageTables {
-    std::uint16_t single[0x80];                            // bytes from 0x80 up that stand alone
-    std::uint16_t pair[kLeadLast - kLeadFirst + 1][0x100]; // by lead byte and trail byte
-    std::uint16_t code[0x10000];                           // by unit: one byte below 0x100, else lead << 8 | trail
+    std::uint16_t unit[0x10000]; // by PlaceAt; the Euro sign, 0x80 alone, is not in it
+    std::uint16_t code[0x10000]; // by unit: one byte below 0x100, else first << 8 | second
+    std::uint16_t euro = kNone;
 
-    CodePageTables() : single{}, pair{}, code{} {
+    CodePageTables() {
+        std::fill(std::begin(unit), std::end(unit), kNone);
+        std::fill(std::begin(code), std::end(code), kNone);
         iconv_t const converter = iconv_open("UTF-16LE", "CP936");
-        if (converter == iconv_t(-1)) return; // a system without the code page: plain ASCII still converts
-        for (unsigned byte = 0x80; byte <= 0xFF; ++byte) Enter(converter, byte, 1, single[byte - 0x80]);
-        for (unsigned lead = kLeadFirst; lead <= kLeadLast; ++lead)
-            for (unsigned trail = 0x40; trail <= 0xFF; ++trail)
-                Enter(converter, lead << 8 | trail, 2, pair[lead - kLeadFirst][trail]);
-        iconv_close(converter);
+        for (unsigned first = 0; first < 0xFF; ++first) {
+            for (unsigned second = 0; second < 0x100; ++second) {
+                unsigned char const bytes[] = {static_cast<unsigned char>(first), static_cast<unsigned char>(second)};
+                std::uint16_t& place = unit[PlaceAt(bytes)];
+                if (first < 0x80)
+                    place = static_cast<std::uint16_t>(first);
+                else if (first > 0x80 && second >= 0x40)
+                    place = Ask(converter, bytes, 2);
+            }
+            if (first < 0x80) code[first] = static_cast<std::uint16_t>(first);
+        }
+        unsigned char const byte = 0x80;
+        euro = Ask(converter, &byte, 1);
+        if (converter != iconv_t(-1)) iconv_close(converter);
     }
 
 private:
-    void Enter(iconv_t converter, unsigned bytes, std::size_t length, std::uint16_t& unit) {
-        char source[2] = {static_cast<char>(length == 2 ? bytes >> 8 : bytes), static_cast<char>(bytes)};
+    // The unit of one character, whose code is entered as well. A system without the code page has none but ASCII.
+    std::uint16_t Ask(iconv_t converter, unsigned char const* bytes, std::size_t length) {
+        if (converter == iconv_t(-1)) return kNone;
+        char source[2] = {static_cast<char>(bytes[0]), static_cast<char>(length > 1 ? bytes[1] : 0)};
         unsigned char target[4];
         char* in = source;
         char* out = reinterpret_cast<char*>(target);
         std::size_t inLeft = length;
         std::size_t outLeft = sizeof target;
         iconv(converter, nullptr, nullptr, nullptr, nullptr);
-        if (iconv(converter, &in, &inLeft, &out, &outLeft) == static_cast<std::size_t>(-1) || outLeft != 2) return;
-        unit = static_cast<std::uint16_t>(target[0] | target[1] << 8);
-        if (code[unit] == 0) code[unit] = static_cast<std::uint16_t>(bytes);
+        if (iconv(converter, &in, &inLeft, &out, &outLeft) == static_cast<std::size_t>(-1) || outLeft != 2)
+            return kNone;
+        auto const result = static_cast<std::uint16_t>(target[0] | target[1] << 8);
+        code[result] = static_cast<std::uint16_t>(length > 1 ? bytes[0] << 8 | bytes[1] : bytes[0]);
+        return result;
     }
 };
 
 CodePageTables const& Tables() {
     static auto const tables = std::make_unique<CodePageTables const>();
     return *tables;
+}
+
+// How characters lie in eight bytes, by which of the bytes are 0x80 or above: those start a pair unless they end one.
+struct Layout {
+    std::uint8_t count = 0;     // of characters that start in the eight bytes
+    std::uint8_t reach = 0;     // 1 if the last of them has its second byte behind these
+    std::uint8_t start[8] = {}; // of each; the rest repeats the first, which can do no harm
+};
+
+// The second half is for eight bytes whose first one ends the pair before.
+constexpr std::array<Layout, 512> kLayouts = [] {
+    std::array<Layout, 512> layouts;
+    for (unsigned i = 0; i < 512; ++i) {
+        Layout& layout = layouts[i];
+        unsigned at = i >> 8;
+        for (auto& start : layout.start) start = static_cast<std::uint8_t>(at);
+        for (; at < 8; at += 1 + (i >> at & 1)) layout.start[layout.count++] = static_cast<std::uint8_t>(at);
+        layout.reach = static_cast<std::uint8_t>(at - 8);
+    }
+    return layouts;
+}();
+
+// A bit for each of the eight bytes, the first at the bottom: whether it is 0x80 or above.
+unsigned HighBits(unsigned char const* at) {
+    std::uint64_t eight = 0;
+    if constexpr (std::endian::native == std::endian::little)
+        std::memcpy(&eight, at, sizeof eight);
+    else
+        for (unsigned i = 0; i < 8; ++i) eight |= std::uint64_t{at[i]} << (8 * i);
+    return static_cast<unsigned>((eight >> 7 & 0x0101010101010101u) * 0x0102040810204080u >> 56);
+}
+
+// Decodes the one character at `at`; its unit, or kNone. A first byte at the end is followed by the zero of its string.
+unsigned DecodeOne(CodePageTables const& tables, unsigned char const*& at) {
+    unsigned const unit = *at == 0x80 ? tables.euro : tables.unit[PlaceAt(at)];
+    at += *at > 0x80 ? 2 : 1;
+    return unit;
+}
+
+// Decodes four characters that start at the given places. The result is above 0xFFFF if one of them is none.
+unsigned DecodeFour(CodePageTables const& tables, unsigned char const* at, std::uint8_t const* starts, wchar_t* to) {
+    unsigned missing = 0;
+    for (int i = 0; i < 4; ++i) {
+        unsigned char const* const character = at + starts[i];
+        unsigned const unit = tables.unit[PlaceAt(character)];
+        missing |= unit + 1; // kNone alone reaches the bit above
+        to[i] = static_cast<wchar_t>(unit);
+    }
+    return missing;
 }
 
 // The number of plain ASCII bytes at the start of [text, end), counted in eights: the rest is for the caller.
@@ -91,55 +164,62 @@ int ReadSequence(unsigned char const* at, unsigned char const* end, std::uint32_
 }
 } // namespace
 
+// Both directions go by way of a short buffer: a string cannot be made longer without being filled first, which takes as
+// long as the work. And they do not branch on what a character is, since in mixed text no processor foresees that.
 bool CodePageToUtf16(std::string const& text, std::wstring& out) {
+    CodePageTables const& tables = Tables();
     auto at = reinterpret_cast<unsigned char const*>(text.data());
     auto const end = at + text.size();
-    out.resize(text.size()); // no character has fewer bytes than units
-    wchar_t* to = out.data();
+    out.clear();
+    if (text.size() > static_cast<std::size_t>(kPiece)) out.reserve(text.size());
 
-    while (at != end) {
-        for (std::size_t n = CountAsciiInEights(at, end); n > 0; --n) *to++ = static_cast<wchar_t>(*at++);
-        while (at != end && *at < 0x80) *to++ = static_cast<wchar_t>(*at++);
-        if (at == end) break;
-
-        CodePageTables const& tables = Tables();
-        while (at != end && *at >= 0x80) {
-            unsigned unit = tables.single[*at - 0x80];
-            if (unit != kNoUnit) {
-                ++at;
-            } else {
-                if (*at < kLeadFirst || *at > kLeadLast || end - at < 2) return Fail(out);
-                unit = tables.pair[*at - kLeadFirst][at[1]];
-                if (unit == kNoUnit) return Fail(out);
-                at += 2;
-            }
+    wchar_t buffer[kPiece + 8];
+    while (at < end) {
+        wchar_t* to = buffer;
+        auto const stop = at + std::min(end - at, kPiece); // no character has fewer bytes than units
+        unsigned reach = 0;
+        for (; stop - at >= 8; at += 8) {
+            Layout const& layout = kLayouts[reach << 8 | HighBits(at)];
+            // All eight, as a number of them that varies costs more than the idle ones.
+            unsigned const missing =
+                DecodeFour(tables, at, layout.start, to) | DecodeFour(tables, at, layout.start + 4, to + 4);
+            if (missing > 0xFFFF) break; // the Euro sign, which is one byte, or no character at all
+            to += layout.count;
+            reach = layout.reach;
+        }
+        at += reach;
+        for (int n = 8; n > 0 && at < stop; --n) {
+            unsigned const unit = DecodeOne(tables, at);
+            if (unit == kNone) return Fail(out);
             *to++ = static_cast<wchar_t>(unit);
         }
+        out.append(buffer, to);
     }
-    out.resize(static_cast<std::size_t>(to - out.data()));
     return true;
 }
 
 bool Utf16ToCodePage(std::wstring const& text, std::string& out) {
+    CodePageTables const& tables = Tables();
     wchar_t const* at = text.data();
     wchar_t const* const end = at + text.size();
-    out.resize(text.size() * 2);
-    char* to = out.data();
+    out.clear();
 
-    while (at != end) {
-        while (at != end && static_cast<std::uint32_t>(*at) < 0x80) *to++ = static_cast<char>(*at++);
-        if (at == end) break;
-
-        CodePageTables const& tables = Tables();
-        while (at != end && static_cast<std::uint32_t>(*at) >= 0x80) {
-            if (static_cast<std::uint32_t>(*at) > 0xFFFF) return Fail(out);
-            unsigned const code = tables.code[*at++];
-            if (code == 0) return Fail(out);
-            if (code > 0xFF) *to++ = static_cast<char>(code >> 8);
-            *to++ = static_cast<char>(code);
+    char buffer[2 * kPiece];
+    while (at < end) {
+        char* to = buffer;
+        bool isGood = true;
+        for (auto const stop = at + std::min(end - at, kPiece); at < stop; ++at) {
+            auto const unit = static_cast<std::uint32_t>(*at);
+            unsigned const code = tables.code[unit & 0xFFFF];
+            unsigned const isPair = code > 0xFF;
+            isGood &= code != kNone && unit <= 0xFFFF;
+            to[0] = static_cast<char>(isPair ? code >> 8 : code);
+            to[isPair] = static_cast<char>(code);
+            to += 1 + isPair;
         }
+        if (!isGood) return Fail(out);
+        out.append(buffer, to);
     }
-    out.resize(static_cast<std::size_t>(to - out.data()));
     return true;
 }
 

@@ -40,6 +40,28 @@ TEST(CodePage, EveryPairOfTheCodePageComesBack) {
     EXPECT_EQ(count, 21791) << "the number of two-byte characters in the code page";
 }
 
+// Long texts are decoded eight bytes at a time; the twin takes one character after the other.
+TEST(CodePage, LongTextsDecodeAsTheirCharactersDo) {
+    unsigned const seed = 11;
+    std::mt19937 random(seed);
+    string const kinds[] = {"a", "\x80", "\xD6\xD0", "\x81\x40", "\xFE\x4F", "\x8F\xFF", "\xFF"};
+    for (int round = 0; round < 4000; ++round) {
+        string text;
+        wstring wanted;
+        bool isGood = true;
+        for (int count = static_cast<int>(random() % (round % 100 == 0 ? 900 : 40)); count > 0; --count) {
+            string const& character = kinds[random() % (round % 4 == 0 ? 7 : 5)];
+            wstring unit;
+            isGood = platform::CodePageToUtf16(character, unit) && isGood;
+            text += character;
+            wanted += unit;
+        }
+        wstring wide;
+        ASSERT_EQ(platform::CodePageToUtf16(text, wide), isGood) << "seed " << seed << ", round " << round;
+        ASSERT_TRUE(wide == (isGood ? wanted : L"")) << "seed " << seed << ", round " << round;
+    }
+}
+
 TEST(CodePage, RefusesWhatHasNoOtherForm) {
     struct {
         char const* what;

@@ -39,7 +39,7 @@ inline TestZipEntry Deflated(std::string const& name, std::string const& text) {
 inline std::string MakeZip(std::vector<TestZipEntry> const& entries) {
     auto const number = [](std::uint64_t value, int bytes) {
         std::string text;
-        for (int i = 0; i < bytes; ++i) text += static_cast<char>(value >> (8 * i));
+        for (; bytes > 0; --bytes, value >>= 8) text += static_cast<char>(value);
         return text;
     };
     auto const given = [](std::int64_t value, std::uint64_t otherwise) {
