@@ -105,8 +105,8 @@ struct FixedState {
     bool points = false;                             // the draw is a point list
 };
 
-/// std140 images of the uniform blocks, by rate of change. GLSL counterparts are in GLFixedFunctionVertex.cpp and
-/// GLFixedFunctionFragment.cpp; every member is a vec4, an array of vec4 or a mat4, so the layouts agree by themselves.
+/// std140 images of the uniform blocks, by rate of change. GLSL counterparts are in GLFixedFunctionBlocks.cpp;
+/// every member is a vec4, an array of vec4 or a mat4, so the layouts agree by themselves.
 struct FrameBlock {
     Float4 viewport;              // left, top, 2 / width, 2 / height
     Float4 fogColour;

@@ -6,8 +6,8 @@
 #include <cmath>
 
 namespace qk3d::gl {
-
-char const* const kFrameBlockText = R"(
+namespace {
+constexpr char kFrameText[] = R"(
 layout(std140, binding = 0) uniform Frame {
     vec4 viewport;
     vec4 fogColour;
@@ -19,7 +19,7 @@ layout(std140, binding = 0) uniform Frame {
 } frame;
 )";
 
-char const* const kObjectBlockText = R"(
+constexpr char kObjectText[] = R"(
 struct Light {
     vec4 diffuse, specular, ambient;
     vec4 position;
@@ -36,7 +36,7 @@ layout(std140, binding = 1) uniform Object {
 } object;
 )";
 
-char const* const kMaterialBlockText = R"(
+constexpr char kMaterialText[] = R"(
 layout(std140, binding = 2) uniform Material {
     vec4 diffuse, ambient, specular, emissive;
     vec4 power;
@@ -56,7 +56,6 @@ static_assert(sizeof(FrameBlock) == 16 * 12 && sizeof(LightBlock) == 16 * 7 &&
               sizeof(ObjectBlock) == 64 * 4 + sizeof(LightBlock) * kLights &&
               sizeof(MaterialBlock) == 16 * (7 + 3 * kFixedStages) + 64 * kFixedStages);
 
-namespace {
 // Stands for 1 / 0 where a product with 0 has to stay 0.
 constexpr float kHuge = 1e20f;
 
@@ -138,6 +137,15 @@ LightBlock ToBlock(Light const& light, Matrix const& view) {
     return out;
 }
 } // namespace
+
+std::string WithBlocks(std::string const& text) {
+    auto const reads = [&](char const* block) { return text.find(block) != std::string::npos; };
+    std::string out = "#version 450 core\n";
+    if (reads("frame.")) out += kFrameText;
+    if (reads("object.")) out += kObjectText;
+    if (reads("material.")) out += kMaterialText;
+    return out + text;
+}
 
 void Fill(FrameBlock& block, FixedState const& state) {
     auto const value = [&](unsigned which) { return AsFloat(state.render[which]); };

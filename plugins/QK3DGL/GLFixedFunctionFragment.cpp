@@ -173,10 +173,8 @@ std::string WriteFragmentShader(FragmentKey const& key) {
     WriteAlphaTest(key, body);
     body += "    target = current;\n";
 
-    std::string out = "#version 450 core\n";
-    out += kFrameBlockText;
-    out += kMaterialBlockText;
+    std::string out;
     WriteInterface(key, body.find("vSpecular") != std::string::npos, out);
-    return out + "void main() {\n" + body + "}\n";
+    return WithBlocks(out + "void main() {\n" + body + "}\n");
 }
 } // namespace qk3d::gl

@@ -129,10 +129,9 @@ VertexKey MakeVertexKey(FixedState const& state, VertexFeatures const& features,
 std::string WriteFragmentShader(FragmentKey const& key);
 std::string WriteVertexShader(VertexKey const& key);
 
-/// GLSL of the three uniform blocks, which match the structures of GLFixedFunction.h.
-extern char const* const kFrameBlockText;
-extern char const* const kObjectBlockText;
-extern char const* const kMaterialBlockText;
+/// The whole source of a shader from its text, with those uniform blocks before it that the text reads: a block that is
+/// declared has to be bound, read or not.
+std::string WithBlocks(std::string const& text);
 
 /// Which of the three arguments an operation reads: bit n is argument n.
 unsigned UsedArguments(unsigned op);

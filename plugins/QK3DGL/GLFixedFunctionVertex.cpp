@@ -211,25 +211,21 @@ void WriteCoords(VertexKey const& key, std::string& out) {
 } // namespace
 
 std::string WriteVertexShader(VertexKey const& key) {
-    std::string out = "#version 450 core\n";
-    out += kFrameBlockText;
-    out += kObjectBlockText;
-    out += kMaterialBlockText;
-    WriteInterface(key, out);
-    out += kUnitText;
+    std::string body;
+    WriteInterface(key, body);
+    body += kUnitText;
     if (key.lighting) {
-        out += key.writeSpecular ? "const bool kHighlights = true;\n" : "const bool kHighlights = false;\n";
-        out += "vec3 ambientSum, diffuseSum, specularSum;\n";
-        out += kLightText;
+        body += key.writeSpecular ? "const bool kHighlights = true;\n" : "const bool kHighlights = false;\n";
+        body += "vec3 ambientSum, diffuseSum, specularSum;\n";
+        body += kLightText;
     }
-    out += "void main() {\n";
-    WritePosition(key, out);
-    if (!key.preTransformed) WriteNormal(key, out);
-    WriteColours(key, out);
-    WriteFog(key, out);
-    WritePointSize(key, out);
-    WriteCoords(key, out);
-    out += "}\n";
-    return out;
+    body += "void main() {\n";
+    WritePosition(key, body);
+    if (!key.preTransformed) WriteNormal(key, body);
+    WriteColours(key, body);
+    WriteFog(key, body);
+    WritePointSize(key, body);
+    WriteCoords(key, body);
+    return WithBlocks(body + "}\n");
 }
 } // namespace qk3d::gl
