@@ -15,7 +15,8 @@ struct Statistics {
     std::uint64_t frames = 0;
     std::uint64_t draws = 0;
     std::uint64_t primitives = 0;
-    std::uint64_t stateCalls = 0; // groups of device state that were sent anew
+    std::uint64_t stateSetters = 0; // calls of the engine's state setters: what its filter has let through
+    std::uint64_t stateCalls = 0;   // groups of device state that were sent anew
     std::uint64_t textureBinds = 0;
     std::uint64_t programBinds = 0;
     std::uint64_t uploadedBytes = 0;

@@ -59,16 +59,19 @@ public:
 
 #define ROW(number, name, setter, ...)                                                                                 \
     void Set##setter(unsigned long value) override {                                                                   \
+        ++m_device->Count().stateSetters;                                                                              \
         m_pipeline.SetRender(CRenderState::name, static_cast<std::uint32_t>(value));                                   \
     }
 #include "QK3DRenderStateTable.inl"
 #define ROW(number, name, setter, ...)                                                                                 \
     void Set##setter(unsigned int stage, void* value) override {                                                       \
+        ++m_device->Count().stateSetters;                                                                              \
         m_pipeline.SetStage(stage, CTextureState::name, value);                                                        \
     }
 #include "QK3DTextureStateTable.inl"
 #define ROW(number, name, setter, ...)                                                                                 \
     void Set##setter(unsigned int stage, unsigned long value) override {                                               \
+        ++m_device->Count().stateSetters;                                                                              \
         m_pipeline.SetSampler(stage, CSamplerState::name, static_cast<std::uint32_t>(value));                          \
     }
 #include "QK3DSamplerStateTable.inl"

@@ -199,6 +199,7 @@ bool GLRenderSystem::GetStatistics(Json::Value const& in, Json::Value& out) {
     out["Frames"] = Number(count.frames);
     out["Draws"] = Number(count.draws);
     out["Primitives"] = Number(count.primitives);
+    out["StateSetters"] = Number(count.stateSetters);
     out["StateCalls"] = Number(count.stateCalls);
     out["TextureBinds"] = Number(count.textureBinds);
     out["ProgramBinds"] = Number(count.programBinds);

@@ -22,7 +22,8 @@ struct TraceProgram {
 namespace {
 TraceProgram& ProgramOf(void* handle) { return *static_cast<TraceProgram*>(handle); }
 
-// "uniform vec4 colour;" declares a parameter; so does "uniform mat4 bones[4];", under the name "bones".
+// "uniform vec4 colour;" declares a parameter; so does "uniform mat4 bones[4];", under the name "bones". What begins with
+// "qk3d" is fed by the device itself.
 void ReadParams(string const& code, std::deque<TraceProgram::Param>& params) {
     std::istringstream lines(code);
     for (string line; std::getline(lines, line);) {
@@ -31,7 +32,7 @@ void ReadParams(string const& code, std::deque<TraceProgram::Param>& params) {
         if (!(words >> uniform >> type >> name) || uniform != "uniform") continue;
         name.erase(std::min(name.find_first_of(";[="), name.size()));
         bool const isFloat = type == "float" || type.starts_with("vec") || type.starts_with("mat");
-        if (!name.empty()) params.push_back({name, isFloat});
+        if (!name.empty() && !name.starts_with("qk3d")) params.push_back({name, isFloat});
     }
 }
 } // namespace

@@ -206,8 +206,8 @@ bool CTraceRenderSystem::StretchToRenderTexture(CTexture* const source, CBox con
     });
 }
 
-bool CTraceRenderSystem::UnusualCall(string const& command, Json::Value* in, Json::Value*) {
-    return m_journal->Record(ETraceOperation::UnusualCall, [&](CTraceCall& call) {
+bool CTraceRenderSystem::UnusualCall(string const& command, Json::Value* in, Json::Value* out) {
+    bool const accepted = m_journal->Record(ETraceOperation::UnusualCall, [&](CTraceCall& call) {
         call.AddText("command", command);
         if (!in) return;
         Json::StreamWriterBuilder writer;
@@ -215,6 +215,13 @@ bool CTraceRenderSystem::UnusualCall(string const& command, Json::Value* in, Jso
         writer["precision"] = 9; // enough to tell any two floats apart
         call.AddRaw("in", Json::writeString(writer, *in), {});
     });
+    if (accepted && out && command == "GetStatistics") {
+        *out = Json::Value(Json::objectValue);
+        (*out)["Frames"] = static_cast<Json::UInt64>(m_journal->GetFrame());
+        (*out)["Draws"] = static_cast<Json::UInt64>(m_journal->GetCount(ETraceOperation::Render));
+        (*out)["StateSetters"] = static_cast<Json::UInt64>(m_journal->GetStateCount());
+    }
+    return accepted;
 }
 
 void CTraceRenderSystem::_ReleaseImpl() { m_journal->Record(ETraceOperation::Release); }

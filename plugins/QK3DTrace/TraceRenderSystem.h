@@ -65,7 +65,8 @@ public:
     bool StretchToRenderTexture(CTexture* const source, CBox const* sourceBox, CTexture* dest, CBox const* destBox,
                                 CSamplerState::ETextureFilterType filter) override;
 
-    /// Takes every command; `out` is left alone.
+    /// Takes every command, and answers "GetStatistics" as our other back-ends do: "Frames", "Draws" and "StateSetters"
+    /// (calls of state setters) since the device was made.
     bool UnusualCall(string const& command, Json::Value* in, Json::Value* out) override;
 
 protected:
