@@ -41,9 +41,8 @@ private:
 
 // The spellings under which a store may know a file: as it is, and with either separator throughout. Stores of memory
 // compare their names letter for letter, and a model names its side files as its author liked.
-std::vector<wstring> Spellings(wstring path) {
-    while (path.size() > 2 && path[0] == L'.' && (path[1] == L'/' || path[1] == L'\\')) path.erase(0, 2);
-    std::vector<wstring> spellings = {path, path, path};
+std::vector<wstring> Spellings(wstring const& path) {
+    std::vector<wstring> spellings(3, WithoutDot(path));
     std::replace(spellings[1].begin(), spellings[1].end(), L'/', L'\\');
     std::replace(spellings[2].begin(), spellings[2].end(), L'\\', L'/');
     return spellings;
@@ -80,6 +79,11 @@ wstring Utf8ToWide(std::string const& text) {
 }
 
 string Utf8ToNarrow(std::string const& text) { return WideToAnsi(Utf8ToWide(text), "chs"); }
+
+wstring WithoutDot(wstring path) {
+    while (path.size() > 2 && path[0] == L'.' && (path[1] == L'/' || path[1] == L'\\')) path.erase(0, 2);
+    return path;
+}
 
 FileBytes ReadFile(CFileSystem const& store, wstring const& path) {
     wstring located;

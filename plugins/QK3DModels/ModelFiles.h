@@ -15,6 +15,9 @@ std::string WideToUtf8(wstring const& text);
 wstring Utf8ToWide(std::string const& text);
 string Utf8ToNarrow(std::string const& text);
 
+/// A path without "." as its first part, which stores of memory do not see through.
+wstring WithoutDot(wstring path);
+
 /// Reads a file out of a store. The name may have either separator, and "." as its first part. Null if the store has no
 /// such file, it is empty, or larger than any model we would like to read (1 GiB).
 FileBytes ReadFile(CFileSystem const& store, wstring const& path);

@@ -18,10 +18,13 @@ namespace qk3d {
 namespace {
 using namespace models;
 
-// ConvertToLeftHanded also turns texture coordinates and the order of corners round.
 constexpr unsigned int kSteps = aiProcess_Triangulate | aiProcess_SortByPType | aiProcess_JoinIdenticalVertices |
                                 aiProcess_GenSmoothNormals | aiProcess_ImproveCacheLocality |
-                                aiProcess_ConvertToLeftHanded | aiProcess_ValidateDataStructure;
+                                aiProcess_ValidateDataStructure;
+
+// The handedness of space, of texture coordinates and of fronts. By itself, behind the others: the importer would do it
+// first, and normals that it makes afterwards would look inside.
+constexpr unsigned int kTurnSteps = aiProcess_ConvertToLeftHanded;
 
 // The importer drops faces whose indices name no vertex, and says so in its log only; we take no half models. Lives for one
 // import, during which the importer's log is ours.
@@ -102,7 +105,8 @@ aiScene const* Import(Assimp::Importer& importer, CFileSystem const& store, wstr
     importer.SetPropertyFloat(AI_CONFIG_PP_GSN_MAX_SMOOTHING_ANGLE, 66);
     importer.SetIOHandler(std::make_unique<CModelFiles>(store).release()); // owned by the importer
     CImportWatch const watch;
-    aiScene const* const scene = importer.ReadFile(WideToUtf8(path), kSteps);
+    aiScene const* scene = importer.ReadFile(WideToUtf8(path), kSteps);
+    if (scene) scene = importer.ApplyPostProcessing(kTurnSteps);
     if (!scene)
         reason = importer.GetErrorString();
     else if (scene->mFlags & AI_SCENE_FLAGS_INCOMPLETE)

@@ -173,7 +173,7 @@ _ResourceSharePtr<CTexture> FindOrMakeTexture(ModelSource const& source, std::st
         return MakeTextureOfPixels(picture, name, source.renderSystem);
     }
 
-    wstring const relative = Utf8ToWide(path);
+    wstring const relative = WithoutDot(Utf8ToWide(path));
     wstring absolute = relative;
     if (!source.folder.empty()) ResolvePath(source.folder, absolute, false);
     string const narrow = WideToAnsi(absolute, "chs");
