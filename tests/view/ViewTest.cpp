@@ -1,0 +1,193 @@
+// ViewTest.cpp: the viewer as a user runs it: pictures, traces, exit codes and names of files.
+#include "ImageDecoder.h"
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <json/reader.h>
+#include <set>
+#include <sstream>
+
+namespace {
+namespace fs = std::filesystem;
+
+std::string ReadAll(fs::path const& path) {
+    std::ifstream in(path, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(in), {});
+}
+
+void WriteAll(fs::path const& path, std::string const& bytes) { std::ofstream(path, std::ios::binary) << bytes; }
+
+// The test programs lie beside the tools.
+fs::path Tool(char const* name) { return fs::canonical("/proc/self/exe").parent_path() / name; }
+
+struct Result {
+    int code;
+    std::string output; // both streams
+};
+
+// A scratch folder with a copy of the demo, gone with the test.
+class View : public testing::Test {
+protected:
+    View() {
+        fs::remove_all(m_folder);
+        fs::create_directories(m_folder);
+    }
+    ~View() override { fs::remove_all(m_folder); }
+
+    // Through the shell, in the scratch folder, without a display unless `prefix` brings one.
+    Result Shell(std::string const& command) {
+        fs::path const code = m_folder / ".code", output = m_folder / ".output";
+        std::string const line = "cd '" + m_folder.string() + "' && { " + command + "; } >'" + output.string() +
+                                 "' 2>&1; echo $? >'" + code.string() + "'";
+        EXPECT_EQ(std::system(line.c_str()), 0);
+        return {std::atoi(ReadAll(code).c_str()), ReadAll(output)};
+    }
+    Result Run(std::string const& arguments) {
+        return Shell("env -u DISPLAY -u WAYLAND_DISPLAY '" + Tool("qk3d-view").string() + "' " + arguments);
+    }
+
+    // False if the models are not installed.
+    bool CopyDemo() {
+        fs::copy(fs::path(QK3D_SOURCE_DIR) / "demo", m_folder / "demo", fs::copy_options::recursive);
+        EXPECT_EQ(Shell("'" + Tool("qk3d-maketex").string() + "' out/textures").code, 0);
+        return fs::exists("/usr/share/assimp/models/MS3D/jeep1.ms3d");
+    }
+
+    void WriteBox(fs::path const& path) {
+        WriteAll(path, "v 0 0 0\nv 1 0 0\nv 0 1 0\nv 0 0 1\nf 1 3 2\nf 1 2 4\nf 2 3 4\nf 1 4 3\n");
+    }
+
+    fs::path m_folder = fs::temp_directory_path() / "qk3d-view-test";
+};
+
+// How many different colours a picture has; 0 if it is none of the given size.
+std::size_t CountColours(std::string const& png, unsigned int width, unsigned int height) {
+    qk3d::image::DecodedImage picture;
+    if (!qk3d::image::DecodeImage(png.data(), png.size(), picture) || picture.width != width ||
+        picture.height != height || !qk3d::image::ConvertToArgb(picture))
+        return 0;
+    auto const* pixels = reinterpret_cast<std::uint32_t const*>(picture.bytes.data());
+    return std::set<std::uint32_t>(pixels, pixels + width * height).size();
+}
+} // namespace
+
+TEST_F(View, TheSameCommandDrawsTheSamePicture) {
+    if (!CopyDemo()) GTEST_SKIP() << "the demo's models are not installed";
+    for (char const* name : {"one.png", "two.png"}) {
+        Result const result = Run("--scene demo/demo.json --size 320x180 --frames 3 --out " + std::string(name));
+        ASSERT_EQ(result.code, 0) << result.output;
+    }
+    std::string const picture = ReadAll(m_folder / "one.png");
+    EXPECT_GT(CountColours(picture, 320, 180), 2000u) << "a picture of something";
+    EXPECT_EQ(picture, ReadAll(m_folder / "two.png"));
+
+    ASSERT_EQ(Run("--scene demo/demo.json --size 320x180 --frames 3 --time-step 0.5 --out three.png").code, 0);
+    EXPECT_NE(picture, ReadAll(m_folder / "three.png")) << "later, things have moved";
+}
+
+TEST_F(View, SaysWhatIsWrongAndWithWhichFile) {
+    WriteBox(m_folder / "box.obj");
+    WriteAll(m_folder / "broken.gltf", "{\"asset\": ");
+    WriteAll(m_folder / "broken.json", "{ not json");
+    WriteAll(m_folder / "texture.json",
+             R"({"Technique": [{"Pass": [{"Texture": [{"Type": "CTexture", "Path": "broken.png"}]}]}]})");
+    WriteAll(m_folder / "broken.png", "no picture");
+    WriteAll(
+        m_folder / "scene.json",
+        R"({"Folders": ["."], "Materials": ["texture.json"], "Objects": [{"Shape": "BALL", "Material": "texture"}]})");
+    struct {
+        char const* what;
+        char const* arguments;
+        int code;
+        char const* says;
+    } const rows[] = {
+        {"help", "--help", 0, "usage: qk3d-view"},
+        {"nothing to show", "", 2, "nothing to show"},
+        {"an unknown argument", "--model box.obj --modle x", 2, "--modle"},
+        {"a value that is missing", "--model", 2, "--model lacks its value"},
+        {"a size that is none", "--model box.obj --size 10by10", 2, "10by10"},
+        {"no frames", "--model box.obj --frames 0", 2, "--frames"},
+        {"a trace draws nothing", "--model box.obj --trace t --out p.png", 2, "--trace"},
+        {"a missing model", "--model none.obj", 1, "none.obj"},
+        {"a broken model", "--model broken.gltf", 1, "broken.gltf"},
+        {"a missing material", "--material none.json", 1, "none.json"},
+        {"a broken material", "--material broken.json", 1, "broken.json"},
+        {"a missing scene", "--scene none.json", 1, "none.json"},
+        {"a broken scene", "--scene broken.json", 1, "broken.json"},
+        {"a broken texture", "--scene scene.json", 1, "broken.png"},
+        {"an unknown back-end", "--model box.obj --backend None", 1, "None"},
+        {"a picture that cannot be written", "--model box.obj --out no/such/folder/p.png", 1, "no/such/folder/p.png"},
+        {"a trace that cannot be written", "--model box.obj --trace no/such/folder/t", 1, "QK3DTrace"},
+    };
+    for (auto const& row : rows) {
+        Result const result = Run(row.arguments);
+        EXPECT_EQ(result.code, row.code) << row.what << ": " << result.output;
+        EXPECT_NE(result.output.find(row.says), std::string::npos) << row.what << ": " << result.output;
+        if (row.code == 2) { EXPECT_EQ(std::count(result.output.begin(), result.output.end(), '\n'), 1) << row.what; }
+    }
+}
+
+TEST_F(View, FileNamesBeyondAsciiWork) {
+    fs::path const folder = m_folder / fs::path(u8"\u573a\u666f");
+    fs::create_directories(folder);
+    WriteBox(folder / fs::path(u8"\u6a21\u578b \u00fc.obj"));
+    WriteAll(folder / fs::path(u8"\u6750\u8d28.json"),
+             R"({"Technique": [{"Pass": [{"RenderState": {"LIGHTING": false}}]}]})");
+    Result const result =
+        Run("--model '\u573a\u666f/\u6a21\u578b \u00fc.obj' --material '\u573a\u666f/\u6750\u8d28.json' --size 64x48 "
+            "--out '\u573a\u666f/\u56fe.png'");
+    ASSERT_EQ(result.code, 0) << result.output;
+    EXPECT_GT(CountColours(ReadAll(folder / fs::path(u8"\u56fe.png")), 64, 48), 1u);
+}
+
+TEST_F(View, ATraceOfTheDemoDiffersFromFrameToFrameInWhatMovesOnly) {
+    if (!CopyDemo()) GTEST_SKIP() << "the demo's models are not installed";
+    Result const result = Run("--scene demo/demo.json --size 320x180 --frames 4 --trace trace.jsonl");
+    ASSERT_EQ(result.code, 0) << result.output;
+
+    std::vector<Json::Value> frames[5]; // the last one also has what the end lets go of
+    std::istringstream lines(ReadAll(m_folder / "trace.jsonl"));
+    for (std::string line; std::getline(lines, line);) {
+        Json::Value value;
+        std::string errors;
+        std::istringstream text(line);
+        ASSERT_TRUE(Json::parseFromStream(Json::CharReaderBuilder(), text, &value, &errors)) << line << errors;
+        int const frame = value["frame"].asInt();
+        ASSERT_GE(frame, 0);
+        ASSERT_LE(frame, 4);
+        value.removeMember("frame");
+        frames[frame].push_back(value);
+    }
+    ASSERT_EQ(frames[2].size(), frames[3].size());
+    std::size_t draws = 0;
+    std::set<std::string> different;
+    for (std::size_t i = 0; i < frames[2].size(); ++i) {
+        ASSERT_EQ(frames[2][i]["op"], frames[3][i]["op"]) << "line " << i;
+        draws += frames[2][i]["op"] == "Render";
+        if (frames[2][i] != frames[3][i]) different.insert(frames[2][i]["op"].asString());
+    }
+    EXPECT_GT(draws, 40u) << "the scene is drawn twice, once for its screen";
+    // The camera turns, the plasma ball spins, and its programs have a clock.
+    std::set<std::string> const moving = {"SetViewMatrix", "SetWorldMatrix", "SetVertexShaderParam",
+                                          "SetPixelShaderParam"};
+    EXPECT_EQ(different, moving);
+}
+
+TEST_F(View, AWindowShowsWhatThePictureShows) {
+    if (Shell("command -v Xvfb").code != 0) GTEST_SKIP() << "there is no Xvfb";
+    WriteBox(m_folder / "box.obj");
+    ASSERT_EQ(Run("--model box.obj --size 320x240 --frames 3 --out picture.png").code, 0);
+    std::string const viewer = "'" + Tool("qk3d-view").string() + "'";
+    Result const result =
+        Shell("Xvfb -displayfd 3 -screen 0 800x600x24 -nolisten tcp 3>display 2>/dev/null & server=$!; "
+              "for i in $(seq 100); do [ -s display ] && break; sleep 0.1; done; "
+              "DISPLAY=:$(cat display) timeout 60 " +
+              viewer +
+              " --window --model box.obj --size 320x240 --frames 3 --out window.png; "
+              "code=$?; kill $server; wait $server 2>/dev/null; (exit $code)");
+    ASSERT_EQ(result.code, 0) << result.output;
+    EXPECT_GT(CountColours(ReadAll(m_folder / "window.png"), 320, 240), 3u);
+    EXPECT_EQ(ReadAll(m_folder / "window.png"), ReadAll(m_folder / "picture.png"));
+}

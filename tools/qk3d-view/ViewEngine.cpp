@@ -1,0 +1,78 @@
+// ViewEngine.cpp: the way up and the way down.
+#include "ViewEngine.h"
+
+#include "QK3DMain.h"
+#include "QK3DOSFileSystem.h"
+#include "QK3DRenderSystem.h"
+#include "QK3DRenderWindow.h"
+#include "QK3DResource.h"
+#include "QK3DResourceManager.h"
+#include "QK3DResourceSystem.h"
+#include "QK3DSceneManager.h"
+#include <json/writer.h>
+
+namespace view {
+using namespace qk3d;
+
+namespace {
+// The settings of either back-end of ours. Others get none.
+std::string SettingsFor(Options const& options, std::string const& backend) {
+    Json::Value settings(Json::objectValue);
+    if (backend == "QK3DTrace") {
+        if (!options.trace.empty()) settings["file"] = options.trace;
+    } else if (backend == "QK3DGL") {
+        settings["Windows"] = options.window ? "ALWAYS" : "NONE";
+        settings["Multisample"] = 4;
+        settings["VerticalSync"] = options.window;
+    } else {
+        return {};
+    }
+    return Json::writeString(Json::StreamWriterBuilder(), settings);
+}
+} // namespace
+
+CViewEngine::CViewEngine(Options const& options) {
+    CQK3DMain& engine = CQK3DMain::GetQK3DMain();
+    std::string const backend = options.trace.empty() ? options.backend : "QK3DTrace";
+    LoadPlugin(backend, SettingsFor(options, backend));
+    LoadPlugin("QK3DModels", {});
+
+    m_device = engine.CreateRenderSystem(backend, "view");
+    if (!m_device) throw Failure("the device cannot be had: " + backend);
+    m_target = m_device->CreateRenderWindow("view", options.width, options.height, PF_A8R8G8B8, false);
+    if (!m_target || !m_target->IsCreated()) throw Failure("there is no target to draw into on " + backend);
+    m_scene = engine.CreateSceneManager("CSceneManager", "view");
+    m_modelLoader = CQK3DMain::GetResourceSystem().CreateResourceLoader("ModelLoader");
+    if (!m_scene || m_modelLoader.IsNull()) throw Failure("the engine lacks its scene manager or its model loader");
+}
+
+CViewEngine::~CViewEngine() {
+    m_modelLoader.Release();
+    CQK3DMain::GetQK3DMain().Clear();
+}
+
+void CViewEngine::LoadPlugin(std::string const& name, std::string const& settings) {
+#if defined(_WIN32)
+    std::string const file = name + ".dll";
+#else
+    std::string const file = name + ".so";
+#endif
+    if (!CQK3DMain::GetQK3DMain().LoadPlugin(ToNarrow(file), reinterpret_cast<unsigned char const*>(settings.data()),
+                                             static_cast<int>(settings.size())))
+        throw Failure("the plug-in cannot be loaded: " + file);
+}
+
+void CViewEngine::AddFolder(std::string const& folder) {
+    string const narrow = ToNarrow(MakeAbsolute(folder));
+    for (char const* type :
+         {"CMesh", "CTexture", "CMaterial", "CRenderState", "CTextureState", "CSamplerState", "CGPUProgram"}) {
+        CResourceManager* const manager = CQK3DMain::GetResourceSystem().GetResourceManager(type);
+        auto* const files = dynamic_cast<COSFileSystem*>(manager->GetFileSystem("OSFileSystem").GetPointer());
+        if (files) files->AddResourceDirPath(narrow);
+    }
+}
+
+bool CViewEngine::Call(char const* command, Json::Value in, Json::Value* out) {
+    return m_device->UnusualCall(command, &in, out);
+}
+} // namespace view

@@ -1,0 +1,93 @@
+// ViewMain.cpp: the program qk3d-view: shows models, materials and scenes.
+#include "QK3DRenderSystem.h"
+#include "QKJson.h"
+#include "ViewPicture.h"
+#include "ViewScene.h"
+#include "ViewSceneFile.h"
+#include "ViewWindow.h"
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+
+namespace {
+using namespace view;
+
+// The device's time value of a frame: never twice the same, or the frame would not be drawn.
+long long FrameTime(unsigned long long frame) { return static_cast<long long>(frame) + 1; }
+
+class CFrameTimes {
+public:
+    void Begin() { m_start = std::chrono::steady_clock::now(); }
+    void End() {
+        std::chrono::duration<double, std::milli> const passed = std::chrono::steady_clock::now() - m_start;
+        m_times.push_back(passed.count());
+    }
+    void Print(CViewEngine& engine, CDrawCounter const& counter) {
+        if (m_times.empty()) return;
+        std::sort(m_times.begin(), m_times.end());
+        std::printf("%zu frames: %.2f ms in the middle, %.2f ms at most\n", m_times.size(), m_times[m_times.size() / 2],
+                    m_times.back());
+        auto const perFrame = [&](unsigned long long count) {
+            return static_cast<double>(count) / static_cast<double>(m_times.size());
+        };
+        std::printf("a frame: %.1f draws, whose passes set %.1f states", perFrame(counter.GetDraws()),
+                    perFrame(counter.GetStates()));
+        Json::Value statistics;
+        unsigned int sent = 0;
+        if (engine.Call("GetStatistics", Json::Value(Json::objectValue), &statistics) &&
+            qklib::ReadUInt(statistics, "StateSetters", sent))
+            std::printf("; %.1f were sent, %.1f saved", perFrame(sent), perFrame(counter.GetStates()) - perFrame(sent));
+        std::printf("\n");
+    }
+
+private:
+    std::chrono::steady_clock::time_point m_start;
+    std::vector<double> m_times;
+};
+
+void Run(Options const& options) {
+    CViewEngine engine(options);
+    CViewScene scene(engine);
+    if (options.scene.empty())
+        FillFromModels(engine, scene, options);
+    else
+        FillFromFile(engine, scene, options.scene);
+
+    CViewWindow window(engine, scene, options.output.empty() ? "qk3d-view.png" : options.output);
+    CFrameTimes times;
+    bool const isEndless = options.window && options.frames == 0;
+    unsigned int const frames = std::max(options.frames, 1u);
+    for (unsigned long long frame = 0; isEndless || frame < frames; ++frame) {
+        if (options.window && !window.Follow()) break;
+        times.Begin();
+        scene.Advance(static_cast<double>(frame) * options.timeStep);
+        if (!engine.Device().UpdateAllRenderTarget(FrameTime(frame))) throw Failure("the device is lost");
+        times.End();
+        if (frame == 0) scene.CheckMaterials();
+    }
+    // From an endless window a picture comes at a keystroke only.
+    if (!options.output.empty() && !isEndless) SavePicture(engine, options.output);
+    times.Print(engine, scene.Counter());
+}
+} // namespace
+
+int main(int argc, char** argv) {
+    ShowWarnings();
+    Options options;
+    std::string error;
+    if (!ReadOptions({argv + 1, argv + argc}, options, error)) {
+        std::fprintf(stderr, "qk3d-view: %s (--help tells more)\n", error.c_str());
+        return 2;
+    }
+    if (options.help) {
+        std::fputs(kHelp, stdout);
+        return 0;
+    }
+    try {
+        Run(options);
+    } catch (std::exception const& failure) {
+        std::fprintf(stderr, "qk3d-view: %s\n", failure.what());
+        return 1;
+    }
+    return 0;
+}
