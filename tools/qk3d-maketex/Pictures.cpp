@@ -157,19 +157,29 @@ Canvas PaintNoise() {
     return canvas;
 }
 
+// Large stains in greys round the middle, to be multiplied twice over something else. Repeats.
+Canvas PaintStains() {
+    Canvas canvas(256, 256);
+    canvas.Fill([](float x, float y) {
+        float const grey = 0.36f + 0.30f * Smooth(0.25f, 0.75f, Clouds(x * 6, y * 6, 6, 5, 107));
+        return Paint{grey, grey * 0.99f, grey * 0.97f};
+    });
+    return canvas;
+}
+
 // A dark spot that fades: the shadow under things.
 Canvas PaintShadow() {
     Canvas canvas(256, 256);
     canvas.Fill([](float x, float y) {
         float const distance = std::hypot(x - 0.5f, y - 0.5f) * 2;
-        return Paint{0, 0, 0, 0.62f * (1 - Smooth(0.25f, 1.0f, distance))};
+        return Paint{0, 0, 0, 0.80f * (1 - Smooth(0.15f, 1.0f, distance))};
     });
     return canvas;
 }
 } // namespace
 
 Picture const kPictures[] = {
-    {"ground", PaintGround}, {"sky", PaintSky},       {"sign", PaintSign},
-    {"crate", PaintCrate},   {"metal", PaintMetal},   {"glass", PaintGlass},
-    {"noise", PaintNoise},   {"shadow", PaintShadow}, {nullptr, nullptr},
+    {"ground", PaintGround}, {"sky", PaintSky},     {"sign", PaintSign},   {"crate", PaintCrate},
+    {"metal", PaintMetal},   {"glass", PaintGlass}, {"noise", PaintNoise}, {"shadow", PaintShadow},
+    {"stains", PaintStains}, {nullptr, nullptr},
 };
