@@ -43,7 +43,7 @@ StateWord const* FindStateWord(StateWord const (&words)[N], std::string_view tex
 }
 
 // The readers that the state tables name in their last column: false, with `out` as it was, for a value that is none of
-// its kind. For arrays, elements missing at the end count as 0.
+// its kind.
 
 inline bool ReadBool(Json::Value const& value, std::uint32_t& out) {
     bool read = false;
@@ -65,9 +65,8 @@ inline bool ReadColour(Json::Value const& value, std::uint32_t& out) {
     if (!value.isArray()) return false;
     std::uint32_t packed = 0;
     for (unsigned int i = 0; i < 4; ++i) {
-        Json::Value const& element = qklib::JsonElement(value, i);
         int channel = 0;
-        if (!element.isNull() && !qklib::ReadInt(element, channel)) return false;
+        if (!qklib::ReadInt(qklib::JsonElement(value, i), channel)) return false;
         packed = packed << 8 | (static_cast<std::uint32_t>(channel) & 0xFF);
     }
     out = packed;

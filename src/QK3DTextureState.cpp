@@ -35,10 +35,8 @@ constexpr auto setStateFuns = [] {
 bool ReadMatrix(Json::Value const& value, Matrix44& out) {
     if (!value.isArray()) return false;
     Matrix44 matrix;
-    for (unsigned int i = 0; i < 16; ++i) {
-        Json::Value const& element = qklib::JsonElement(value, i);
-        if (!element.isNull() && !qklib::ReadFloat(element, matrix.m[i])) return false;
-    }
+    for (unsigned int i = 0; i < 16; ++i)
+        if (!qklib::ReadFloat(qklib::JsonElement(value, i), matrix.m[i])) return false;
     out = matrix;
     return true;
 }

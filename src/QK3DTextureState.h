@@ -47,7 +47,7 @@ public:
     /// The matrix is copied. Its address in the block stays the same from one call to the next.
     void SetTransformMatrix(Matrix44 const& matrix);
 
-    /// TRANSFORMMATRIX takes an array of 16 numbers by row; those missing at its end are 0.
+    /// TRANSFORMMATRIX takes an array of 16 numbers by row.
 #define ROW(number, NAME, Setter, reader) void Set##Setter(Json::Value const& value);
 #include "QK3DTextureStateTable.inl"
 

@@ -229,7 +229,7 @@ TEST_F(StateBlock, ValuesThatAreNoneLeaveTheStateAsItWas) {
         {"a number above the range", R"({"ALPHAREF": 4294967296})", false, 0},
         {"a number below it", R"({"ALPHAREF": -1})", false, 0},
         {"a colour with channels out of range", R"({"FOGCOLOR": [256, 257, -1, 511]})", true, 0x0001FFFF},
-        {"a short colour", R"({"FOGCOLOR": [255, 1]})", true, 0xFF010000},
+        {"a short colour", R"({"FOGCOLOR": [255, 1, 2]})", false, 0},
         {"a colour with a text in it", R"({"FOGCOLOR": [255, 1, "2", 3]})", false, 0},
         {"a colour as a number", R"({"FOGCOLOR": 4294901760})", false, 0},
         {"null", R"({"FOGCOLOR": null, "FOGEND": null, "ZENABLE": null, "WRAP1": null})", false, 0},
@@ -318,11 +318,11 @@ TEST_F(StateBlock, ATextureBlockOwnsItsMatrix) {
     block.SetTransformMatrix(matrix);
     EXPECT_EQ(block.GetState(TRANSFORM), address);
 
-    EXPECT_TRUE(block.SetFromScript(R"({"TRANSFORMMATRIX": [7, 0, 0, "x"]})"));
+    EXPECT_TRUE(block.SetFromScript(R"({"TRANSFORMMATRIX": [7, 0, 0, 0, 0, 7]})"));
     EXPECT_EQ(element(block, 0), 2); // nothing of a matrix that is none
-    EXPECT_TRUE(block.SetFromScript(R"({"TRANSFORMMATRIX": [2, 0, 0, 0, 0, 3]})"));
+    EXPECT_TRUE(block.SetFromScript(R"({"TRANSFORMMATRIX": [2, 0, 0, 0, 0, 3, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1]})"));
     EXPECT_EQ(element(block, 5), 3);
-    EXPECT_EQ(element(block, 15), 0);
+    EXPECT_EQ(element(block, 15), 1);
 
     block.SetState(CTextureState::COLOROP, reinterpret_cast<void*>(4));
     CTextureState copy(block);
