@@ -24,7 +24,15 @@ private:
 ///     if (watch.IsDead()) return;    // `this` is gone
 class CLifeWatch {
 public:
+    // The line is left again by the destructor; g++ 12 warns of the pointer all the same.
+#if defined(__GNUC__) && !defined(__clang__) && __GNUC__ >= 12
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wdangling-pointer"
+#endif
     explicit CLifeWatch(CLifeLine& line) : m_line(&line), m_outer(line.m_watches) { line.m_watches = this; }
+#if defined(__GNUC__) && !defined(__clang__) && __GNUC__ >= 12
+#pragma GCC diagnostic pop
+#endif
     ~CLifeWatch() {
         if (m_line) m_line->m_watches = m_outer;
     }
@@ -35,7 +43,7 @@ public:
 
 private:
     friend class CLifeLine;
-    CLifeLine* m_line; // null once the object is gone
+    mutable CLifeLine* m_line; // null once the object is gone; a watch may be const and learns of it all the same
     CLifeWatch* m_outer;
 };
 

@@ -3,7 +3,7 @@
 #include "QK3DCamera.h"
 #include "QK3DEntity.h"
 #include "QK3DFactory.h"
-#include "QK3DGenName.h"
+#include "QK3DFreeNameInternal.h"
 #include "QK3DLogInternal.h"
 #include "QK3DMain.h"
 #include "QK3DMesh.h"
@@ -36,14 +36,6 @@ template <class Map>
 typename Map::mapped_type Find(Map const& map, string const& name) {
     auto const entry = map.find(name);
     return entry == map.end() ? nullptr : entry->second;
-}
-
-// A name of the present time that is not in use. A busy second runs out of the counter in it, so a number follows then.
-template <class IsTaken>
-string FreeName(char const* prefix, IsTaken const& isTaken) {
-    string name = CGenName::GenNameByTime_ansi(prefix, "");
-    for (unsigned int i = 1; isTaken(name); ++i) name = CGenName::GenNameByTime_ansi(prefix, "_" + std::to_string(i));
-    return name;
 }
 } // namespace
 

@@ -1,6 +1,6 @@
 // QK3DSceneNode.cpp: the links of a node: parent, children and attached objects.
 #include "QK3DSceneNode.h"
-#include "QK3DGenName.h"
+#include "QK3DFreeNameInternal.h"
 #include "QK3DLogInternal.h"
 #include "QK3DMovableObject.h"
 #include "QK3DSceneManager.h"
@@ -43,10 +43,8 @@ CSceneNode* CSceneNode::CreateChildSceneNode(string const& name, Vector3 const& 
 
 CSceneNode* CSceneNode::CreateChildSceneNode(Vector3 const& position, Quaternion const& rotation) {
     if (!m_sceneManager) return nullptr;
-    // A busy second runs out of generated names, and a name that is taken would hand out somebody else's node.
-    string name = CGenName::GenNameByTime_ansi("node", "");
-    for (unsigned int i = 1; m_sceneManager->GetSceneNode(name); ++i)
-        name = CGenName::GenNameByTime_ansi("node", "_" + std::to_string(i));
+    // A name that is taken would hand out somebody else's node.
+    string const name = FreeName("node", [this](string const& n) { return m_sceneManager->GetSceneNode(n) != nullptr; });
     return CreateChildSceneNode(name, position, rotation);
 }
 
