@@ -45,10 +45,11 @@ public:
     }
 
 private:
-    // All walks in progress share one stack. Its memory is kept: a tree is walked every frame.
+    // All walks in progress share one stack. Its memory is kept: a tree is walked every frame. It is never destroyed,
+    // since the engine root takes scenes down when the process ends, and objects of the thread are gone by then.
     static std::vector<Frame>& Frames() {
-        thread_local std::vector<Frame> frames;
-        return frames;
+        static auto* const frames = new std::vector<Frame>;
+        return *frames;
     }
 
     static void Shift(CSceneNode* node, bool isInObjects, std::size_t place, int by) {
