@@ -35,24 +35,13 @@ void CopyRows(CPixelBox const& source, CPixelBox const& dest, std::size_t rowByt
         std::memmove(to, from, rowBytes);
 }
 
-// How many of the positions 0, step, 2 * step, ... lie below `end`, at most `count`.
-std::size_t CountBelow(std::uint64_t end, std::uint64_t step, std::size_t count) {
-    return static_cast<std::size_t>(std::min<std::uint64_t>(count, (end + step - 1) / step));
-}
-
 template <std::size_t Bytes>
-void ScaleRowNearest(unsigned char const* source, std::size_t sourceWidth, unsigned char* dest, std::size_t destWidth,
-                     std::uint64_t step) {
-    // The step is rounded up, so far enlargements reach the end of the source early; what is left takes its last pixel.
-    std::size_t const inside = CountBelow(std::uint64_t{sourceWidth} << 16, step, destWidth);
-    std::uint64_t position = 0;
-    for (std::size_t i = 0; i < inside; ++i, position += step)
-        std::memcpy(dest + i * Bytes, source + (position >> 16) * Bytes, Bytes);
-    for (std::size_t i = inside; i < destWidth; ++i)
-        std::memcpy(dest + i * Bytes, source + (sourceWidth - 1) * Bytes, Bytes);
+void ScaleRowNearest(unsigned char const* source, std::uint32_t const* columns, std::size_t count,
+                     unsigned char* dest) {
+    for (std::size_t i = 0; i < count; ++i) std::memcpy(dest + i * Bytes, source + columns[i] * Bytes, Bytes);
 }
 
-using ScaleRowFun = void (*)(unsigned char const*, std::size_t, unsigned char*, std::size_t, std::uint64_t);
+using ScaleRowFun = void (*)(unsigned char const*, std::uint32_t const*, std::size_t, unsigned char*);
 
 ScaleRowFun FindNearest(unsigned int bytes) {
     switch (bytes) {
@@ -71,12 +60,17 @@ ScaleRowFun FindNearest(unsigned int bytes) {
 void ScaleNearest(CPixelBox const& source, CPixelBox const& dest, unsigned int bytes) {
     ScaleRowFun const scaleRow = FindNearest(bytes);
     if (!scaleRow) return;
-    auto const sourceWidth = static_cast<std::size_t>(source.width);
-    auto const destWidth = static_cast<std::size_t>(dest.width);
-    std::uint64_t const stepX = (std::uint64_t{sourceWidth} << 16) / destWidth + 1;
+    auto const width = static_cast<std::size_t>(dest.width);
+    std::uint64_t const stepX = (static_cast<std::uint64_t>(source.width) << 16) / width + 1;
     std::uint64_t const stepY =
         (static_cast<std::uint64_t>(source.height) << 16) / static_cast<std::uint64_t>(dest.height) + 1;
+
+    // Steps are rounded up, so far enlargements come to the end early; what is left takes the last column and row.
+    auto const lastColumn = static_cast<std::uint64_t>(source.width) - 1;
     auto const lastRow = static_cast<std::uint64_t>(source.height) - 1;
+    std::vector<std::uint32_t> columns(width); // worked out once, for all rows
+    for (std::size_t i = 0; i < width; ++i)
+        columns[i] = static_cast<std::uint32_t>(std::min(i * stepX >> 16, lastColumn));
 
     auto const* const from = static_cast<unsigned char const*>(source.m_data);
     auto* to = static_cast<unsigned char*>(dest.m_data);
@@ -85,9 +79,9 @@ void ScaleNearest(CPixelBox const& source, CPixelBox const& dest, unsigned int b
     for (int y = 0; y < dest.height; ++y, position += stepY, to += dest.m_rowPitch) {
         std::uint64_t const row = std::min(position >> 16, lastRow);
         if (row == previous)
-            std::memcpy(to, to - dest.m_rowPitch, destWidth * bytes); // enlarged: the row is there
+            std::memcpy(to, to - dest.m_rowPitch, width * bytes); // enlarged: the row is there
         else
-            scaleRow(from + row * source.m_rowPitch, sourceWidth, to, destWidth, stepX);
+            scaleRow(from + row * source.m_rowPitch, columns.data(), width, to);
         previous = row;
     }
 }
@@ -98,20 +92,23 @@ void ScaleBilinear(CPixelBox const& source, CPixelBox const& dest) {
     std::uint64_t const stepY =
         (static_cast<std::uint64_t>(source.height - 1) << 16) / static_cast<std::uint64_t>(dest.height);
 
-    std::vector<ScaleColumn> columns(static_cast<std::size_t>(dest.width));
+    auto const width = static_cast<std::size_t>(dest.width);
+    std::vector<std::uint32_t> sources(width);
+    std::vector<std::uint64_t> weights(width);
     std::uint64_t position = 0;
-    for (ScaleColumn& column : columns) {
-        column = {static_cast<std::uint32_t>(position >> 16), static_cast<std::uint32_t>(position >> 8) & 0xFF};
-        position += stepX;
+    for (std::size_t i = 0; i < width; ++i, position += stepX) {
+        sources[i] = static_cast<std::uint32_t>(position >> 16);
+        weights[i] = (position >> 8 & 0xFF) * kEachLane;
     }
+    ScaleColumns const columns = {sources.data(), weights.data()};
 
     auto const* const from = static_cast<unsigned char const*>(source.m_data);
     auto* to = static_cast<unsigned char*>(dest.m_data);
     position = 0;
     for (int y = 0; y < dest.height; ++y, position += stepY, to += dest.m_rowPitch) {
         unsigned char const* const upper = from + (position >> 16) * source.m_rowPitch;
-        BlendRow(upper, upper + source.m_rowPitch, static_cast<std::uint32_t>(position >> 8) & 0xFF, columns.data(),
-                 columns.size(), to);
+        BlendRow(upper, upper + source.m_rowPitch, static_cast<std::uint32_t>(position >> 8) & 0xFF, columns, width,
+                 to);
     }
 }
 
@@ -129,17 +126,17 @@ std::uint32_t LoadPixel(unsigned char const* at) {
 }
 } // namespace
 
-void BlendRowPlain(unsigned char const* upper, unsigned char const* lower, std::uint32_t ty, ScaleColumn const* columns,
-                   std::size_t count, unsigned char* dest) {
+void BlendRowPlain(unsigned char const* upper, unsigned char const* lower, std::uint32_t ty,
+                   ScaleColumns const& columns, std::size_t count, unsigned char* dest) {
     constexpr std::uint32_t kLanes = 0x00FF00FF; // bytes 0 and 2, with room above each for a product
     for (std::size_t i = 0; i < count; ++i, dest += 4) {
-        std::uint32_t const tx = columns[i].weight;
+        auto const tx = static_cast<std::uint32_t>(columns.weights[i] & 0xFF);
         std::uint32_t const bottomRight = tx * ty >> 8;
         std::uint32_t const topRight = tx - bottomRight;
         std::uint32_t const bottomLeft = ty - bottomRight;
         std::uint32_t const topLeft = 256 - tx - ty + bottomRight;
 
-        std::size_t const at = std::size_t{columns[i].source} * 4;
+        std::size_t const at = std::size_t{columns.sources[i]} * 4;
         std::uint32_t const a = LoadPixel(upper + at);
         std::uint32_t const b = LoadPixel(upper + at + 4);
         std::uint32_t const c = LoadPixel(lower + at);
@@ -155,53 +152,46 @@ void BlendRowPlain(unsigned char const* upper, unsigned char const* lower, std::
 
 #if defined(QK3D_SCALE_SSE2)
 namespace {
-// The two neighbours at `at` as eight 16-bit lanes: left and right of each channel side by side.
-__m128i LoadPair(unsigned char const* at) {
-    __m128i const pixels = _mm_loadl_epi64(reinterpret_cast<__m128i const*>(at));
-    return _mm_unpacklo_epi8(_mm_unpacklo_epi8(pixels, _mm_srli_si128(pixels, 4)), _mm_setzero_si128());
+__m128i Load8(void const* at) { return _mm_loadl_epi64(static_cast<__m128i const*>(at)); }
+
+// What one row gives to two pixels, in 16-bit lanes: the left neighbours of both and their right ones, weighted.
+__m128i WeighRow(unsigned char const* row, std::uint32_t first, std::uint32_t second, __m128i left, __m128i right) {
+    __m128i const zero = _mm_setzero_si128();
+    __m128i const pixels =
+        _mm_unpacklo_epi32(Load8(row + std::size_t{first} * 4), Load8(row + std::size_t{second} * 4));
+    return _mm_add_epi16(_mm_mullo_epi16(_mm_unpacklo_epi8(pixels, zero), left),
+                         _mm_mullo_epi16(_mm_unpackhi_epi8(pixels, zero), right));
 }
 
-// One pixel, in four 32-bit lanes. `top` and `bottom` hold the weights of left and right in turn.
-__m128i BlendPixel(unsigned char const* upper, unsigned char const* lower, std::size_t at, __m128i top,
-                   __m128i bottom) {
-    __m128i const sum =
-        _mm_add_epi32(_mm_madd_epi16(LoadPair(upper + at), top), _mm_madd_epi16(LoadPair(lower + at), bottom));
-    return _mm_srli_epi32(sum, 8);
+// Two pixels, a channel in each 16-bit lane. The weights add up to 256, so no sum leaves its lane.
+__m128i BlendTwo(unsigned char const* upper, unsigned char const* lower, ScaleColumns const& columns, std::size_t i,
+                 __m128i y, __m128i rest) {
+    __m128i const x = _mm_loadu_si128(reinterpret_cast<__m128i const*>(columns.weights + i));
+    __m128i const bottomRight = _mm_srli_epi16(_mm_mullo_epi16(x, y), 8);
+    __m128i const topRight = _mm_sub_epi16(x, bottomRight);
+    __m128i const bottomLeft = _mm_sub_epi16(y, bottomRight);
+    __m128i const topLeft = _mm_sub_epi16(rest, topRight);
+    std::uint32_t const first = columns.sources[i];
+    std::uint32_t const second = columns.sources[i + 1];
+    return _mm_srli_epi16(_mm_add_epi16(WeighRow(upper, first, second, topLeft, topRight),
+                                        WeighRow(lower, first, second, bottomLeft, bottomRight)),
+                          8);
 }
 } // namespace
 
-void BlendRow(unsigned char const* upper, unsigned char const* lower, std::uint32_t ty, ScaleColumn const* columns,
+void BlendRow(unsigned char const* upper, unsigned char const* lower, std::uint32_t ty, ScaleColumns const& columns,
               std::size_t count, unsigned char* dest) {
-    __m128i const y = _mm_set1_epi32(static_cast<int>(ty));
-    __m128i const all = _mm_set1_epi32(256);
+    __m128i const y = _mm_set1_epi16(static_cast<short>(ty));
+    __m128i const rest = _mm_set1_epi16(static_cast<short>(256 - ty));
     std::size_t i = 0;
-    for (; i + 4 <= count; i += 4) {
-        // The four weights, one pixel in each 32-bit lane. All fit 16 bits, so 16-bit products serve.
-        __m128i const x =
-            _mm_set_epi32(static_cast<int>(columns[i + 3].weight), static_cast<int>(columns[i + 2].weight),
-                          static_cast<int>(columns[i + 1].weight), static_cast<int>(columns[i].weight));
-        __m128i const bottomRight = _mm_srli_epi32(_mm_mullo_epi16(x, y), 8);
-        __m128i const topRight = _mm_sub_epi32(x, bottomRight);
-        __m128i const bottomLeft = _mm_sub_epi32(y, bottomRight);
-        __m128i const topLeft = _mm_add_epi32(_mm_sub_epi32(_mm_sub_epi32(all, x), y), bottomRight);
-        __m128i const top = _mm_or_si128(topLeft, _mm_slli_epi32(topRight, 16));
-        __m128i const bottom = _mm_or_si128(bottomLeft, _mm_slli_epi32(bottomRight, 16));
-
-        __m128i const p0 = BlendPixel(upper, lower, std::size_t{columns[i].source} * 4, _mm_shuffle_epi32(top, 0x00),
-                                      _mm_shuffle_epi32(bottom, 0x00));
-        __m128i const p1 = BlendPixel(upper, lower, std::size_t{columns[i + 1].source} * 4,
-                                      _mm_shuffle_epi32(top, 0x55), _mm_shuffle_epi32(bottom, 0x55));
-        __m128i const p2 = BlendPixel(upper, lower, std::size_t{columns[i + 2].source} * 4,
-                                      _mm_shuffle_epi32(top, 0xAA), _mm_shuffle_epi32(bottom, 0xAA));
-        __m128i const p3 = BlendPixel(upper, lower, std::size_t{columns[i + 3].source} * 4,
-                                      _mm_shuffle_epi32(top, 0xFF), _mm_shuffle_epi32(bottom, 0xFF));
+    for (; i + 4 <= count; i += 4)
         _mm_storeu_si128(reinterpret_cast<__m128i*>(dest + i * 4),
-                         _mm_packus_epi16(_mm_packs_epi32(p0, p1), _mm_packs_epi32(p2, p3)));
-    }
-    BlendRowPlain(upper, lower, ty, columns + i, count - i, dest + i * 4);
+                         _mm_packus_epi16(BlendTwo(upper, lower, columns, i, y, rest),
+                                          BlendTwo(upper, lower, columns, i + 2, y, rest)));
+    BlendRowPlain(upper, lower, ty, {columns.sources + i, columns.weights + i}, count - i, dest + i * 4);
 }
 #else
-void BlendRow(unsigned char const* upper, unsigned char const* lower, std::uint32_t ty, ScaleColumn const* columns,
+void BlendRow(unsigned char const* upper, unsigned char const* lower, std::uint32_t ty, ScaleColumns const& columns,
               std::size_t count, unsigned char* dest) {
     BlendRowPlain(upper, lower, ty, columns, count, dest);
 }

@@ -6,18 +6,21 @@
 #include <cstdint>
 
 namespace qk3d {
-/// Where a column of the result lies between two columns of the source.
-struct ScaleColumn {
-    std::uint32_t source; // the left one of the two
-    std::uint32_t weight; // of the right one, 0 to 255
+/// Where the columns of the result lie between those of the source.
+struct ScaleColumns {
+    std::uint32_t const* sources; // the left one of the two
+    std::uint64_t const* weights; // of the right one, 0 to 255, once in each 16-bit lane
 };
 
+/// Times a number below 65536: that number in all four 16-bit lanes.
+inline constexpr std::uint64_t kEachLane = 0x0001000100010001;
+
 /// Blend one row of four-byte pixels out of two rows of the source; `ty` (0 to 255) is the weight of the lower one. Both
-/// read the columns source and source + 1 of each entry, and write `count` pixels. Exported for the tests.
+/// read each source column and the one behind it, and write `count` pixels. Exported for the tests.
 QK3D_API void BlendRowPlain(unsigned char const* upper, unsigned char const* lower, std::uint32_t ty,
-                            ScaleColumn const* columns, std::size_t count, unsigned char* dest);
+                            ScaleColumns const& columns, std::size_t count, unsigned char* dest);
 
 /// As BlendRowPlain, with the vector unit where there is one.
 QK3D_API void BlendRow(unsigned char const* upper, unsigned char const* lower, std::uint32_t ty,
-                       ScaleColumn const* columns, std::size_t count, unsigned char* dest);
+                       ScaleColumns const& columns, std::size_t count, unsigned char* dest);
 } // namespace qk3d

@@ -174,13 +174,16 @@ TEST(Scale, BlendsTheSameBytesWithAndWithoutTheVectorUnit) {
         auto const byte = [&] { return static_cast<unsigned char>(kind == 0 ? 255 : kind == 1 ? random() % 2 * 255 : random()); };
         for (unsigned char& b : upper) b = byte();
         for (unsigned char& b : lower) b = byte();
-        std::vector<ScaleColumn> columns(random() % 20);
-        for (ScaleColumn& column : columns)
-            column = {static_cast<std::uint32_t>(random() % 63), static_cast<std::uint32_t>(random() % 256)};
+        std::size_t const count = random() % 20;
+        std::vector<std::uint32_t> sources(count);
+        std::vector<std::uint64_t> weights(count);
+        for (std::uint32_t& source : sources) source = static_cast<std::uint32_t>(random() % 63);
+        for (std::uint64_t& weight : weights) weight = random() % 256 * kEachLane;
+        ScaleColumns const columns = {sources.data(), weights.data()};
         std::uint32_t const ty = random() % 256;
-        Bytes plain(columns.size() * 4), fast(columns.size() * 4);
-        BlendRowPlain(upper.data(), lower.data(), ty, columns.data(), columns.size(), plain.data());
-        BlendRow(upper.data(), lower.data(), ty, columns.data(), columns.size(), fast.data());
+        Bytes plain(count * 4), fast(count * 4);
+        BlendRowPlain(upper.data(), lower.data(), ty, columns, count, plain.data());
+        BlendRow(upper.data(), lower.data(), ty, columns, count, fast.data());
         ASSERT_EQ(plain, fast) << "round " << round;
     }
 }
