@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <fstream>
 #include <json/value.h>
 #include <memory>
 
@@ -27,6 +28,16 @@ Json::Value Numbers(std::initializer_list<double> numbers) {
     Json::Value value(Json::arrayValue);
     for (double const number : numbers) value.append(number);
     return value;
+}
+
+/// Whether a file of such a name is mapped into the process, where the system tells.
+bool IsMapped(std::string const& name) {
+    std::ifstream maps("/proc/self/maps");
+    for (std::string line; std::getline(maps, line);)
+        if (auto const slash = line.rfind('/'); slash != line.npos && line.find(name, slash) != line.npos &&
+                                                line.find("Test", slash) == line.npos)
+            return true;
+    return false;
 }
 
 class GLDevice : public GLTest {
@@ -550,6 +561,7 @@ TEST_F(GLDevice, DrawsTheSameAfterEverythingWasTakenDown) {
         CQK3DMain::GetQK3DMain().Clear();
         m_system = nullptr;
         ForgetPlugin();
+        EXPECT_FALSE(IsMapped("QK3DGL")) << "the library stays in the process";
         ASSERT_TRUE(Start());
         MakeSystem();
         EXPECT_TRUE(Matches(draw(), first));
