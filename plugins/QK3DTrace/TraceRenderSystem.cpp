@@ -43,7 +43,7 @@ string DescribeStreams(CVertexBufferBinding const& binding) {
     string json = "[";
     for (unsigned int i = 0; i < binding.GetSourceNum(); ++i) {
         auto const* const buffer = dynamic_cast<CTraceVertexBuffer const*>(binding.GetSource(i).GetPointer());
-        json += (i ? "," : "") + (buffer ? QuoteJson(buffer->GetMemory().GetLabel()) : string("null"));
+        json += string(i ? "," : "") + (buffer ? QuoteJson(buffer->GetMemory().GetLabel()) : string("null"));
     }
     return json + ']';
 }
@@ -51,7 +51,7 @@ string DescribeStreams(CVertexBufferBinding const& binding) {
 string DescribeElements(CVertexDeclaration const& declaration) {
     string json = "[";
     for (CVertexElement const* element : declaration.GetElements())
-        json += (json.size() > 1 ? ",{\"source\":" : "{\"source\":") + std::to_string(element->GetSource()) +
+        json += string(json.size() > 1 ? ",{\"source\":" : "{\"source\":") + std::to_string(element->GetSource()) +
                 ",\"offset\":" + std::to_string(element->GetOffset()) +
                 ",\"type\":" + std::to_string(element->GetType()) +
                 ",\"semantic\":" + std::to_string(element->GetSemantic()) +
