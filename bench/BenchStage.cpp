@@ -39,9 +39,9 @@ _ResourceSharePtr<CMaterial> Stage::MakeMaterial(int number) {
 
 _ResourceSharePtr<CMesh> Stage::MakeBox() {
     CHardwareBufferManager* const buffers = m_device.GetHardwareBufferManager();
-    auto vertices = buffers->CreateVertexBuffer(32, 24, CHardwareBuffer::STATICWRITEONLY, false, false);
-    auto indices =
-        buffers->CreateIndexBuffer(CHardwareIndexBuffer::IT_16BIT, 36, CHardwareBuffer::STATICWRITEONLY, false, false);
+    auto vertices = buffers->CreateVertexBuffer(32, 24, CHardwareBuffer::HBU_STATIC_WRITEONLY, false, false);
+    auto indices = buffers->CreateIndexBuffer(CHardwareIndexBuffer::IT_16BIT, 36, CHardwareBuffer::HBU_STATIC_WRITEONLY,
+                                              false, false);
     vertices->Create();
     indices->Create();
 
