@@ -122,24 +122,29 @@ protected:
     string m_name;
     CSceneManager* m_sceneManager;  // not owned
     CSceneNode* m_parent = nullptr; // not owned
-    bool m_visible = true;
-    bool m_transformChanged = false;
-    bool m_worldMatrixIdentity = true;
-    bool m_isListed = false; // by the parent, under the name
-    bool m_isWalked = false; // some walk over the tree stands on this node or below it
+    // What an update reads lies together from here on.
     Matrix44 m_transform = Matrix44::IDENTITY;
     Matrix44 m_worldTransform = Matrix44::IDENTITY;
     std::vector<CMovableObject*> m_attachedObjects; // not owned
     std::vector<CSceneNode*> m_children;            // not owned; in name order
     CListenerList<CUpdateListener> m_updateListeners;
+    bool m_visible = true;
+    bool m_transformChanged = false;
+    bool m_worldMatrixIdentity = true;
+    bool m_isListed = false; // by the parent, under the name
+    bool m_isWalked = false; // some walk over the tree stands on this node or below it
 
 private:
     class CWalk;
+    enum class EClass : unsigned char { Unknown, Plain, Derived };
 
     std::size_t FindChildPlace(string const& name) const;
     CSceneNode* FindListedChild(string const& name) const;
     void UnlinkChild(CSceneNode* child);
     void UnlinkObject(CMovableObject* object);
-    bool RecomputeWorld(bool parentChanged);
+    bool IsPlain();
+    bool RecomputeWorld(CSceneNode const* parent, bool parentChanged);
+
+    EClass m_class = EClass::Unknown; // asked for at the first update
 };
 } // namespace qk3d

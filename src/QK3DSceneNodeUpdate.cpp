@@ -6,20 +6,34 @@
 
 namespace qk3d {
 // Nodes of this very class are walked here; a derived class may have an update of its own, which is called.
+bool CSceneNode::IsPlain() {
+    if (m_class == EClass::Unknown) m_class = typeid(*this) == typeid(CSceneNode) ? EClass::Plain : EClass::Derived;
+    return m_class == EClass::Plain;
+}
+
+// Whether the world transform is a new one.
+bool CSceneNode::RecomputeWorld(CSceneNode const* parent, bool parentChanged) {
+    if (!parentChanged && !m_transformChanged) return false;
+    if (parent && !parent->m_worldMatrixIdentity)
+        m_worldTransform = m_transform * parent->GetWorldTransform();
+    else
+        m_worldTransform = m_transform;
+    m_worldMatrixIdentity = m_worldTransform.IsIdentity();
+    m_transformChanged = false;
+    return true;
+}
+
 void CSceneNode::Update(bool updateChildren, bool parentChanged) {
     CWalk walk;
+    auto const isSilentLeaf = [updateChildren](CSceneNode const* node) {
+        return node->m_attachedObjects.empty() && node->m_updateListeners.IsEmpty() &&
+               (node->m_children.empty() || !updateChildren);
+    };
     auto const enter = [&](CSceneNode* node, bool changed) {
-        if (node->m_updateListeners.IsEmpty()) {
-            changed = node->RecomputeWorld(changed);
-            if (node->m_attachedObjects.empty() && (node->m_children.empty() || !updateChildren)) return;
-            walk.Push(node);
-        } else {
-            walk.Push(node);
-            node->m_updateListeners.Notify([node](auto* listener) { listener->OnSceneNodePerUpdate(node); });
-            if (!walk.Top().node) return;
-            changed = node->RecomputeWorld(changed);
-        }
-        walk.Top().changed = changed;
+        walk.Push(node);
+        node->m_updateListeners.Notify([node](auto* listener) { listener->OnSceneNodePerUpdate(node); });
+        if (!walk.Top().node) return;
+        walk.Top().changed = node->RecomputeWorld(node->m_parent, changed);
         walk.Top().isInObjects = !updateChildren;
     };
 
@@ -30,14 +44,26 @@ void CSceneNode::Update(bool updateChildren, bool parentChanged) {
         if (!node) {
             walk.Pop();
         } else if (!top.isInObjects) {
-            if (top.next < node->m_children.size()) {
-                CSceneNode* const child = node->m_children[top.next++];
-                if (!child->m_isListed) continue;
-                if (typeid(*child) == typeid(CSceneNode)) enter(child, top.changed);
-                else child->Update(updateChildren, top.changed);
-            } else {
+            // Most nodes have nothing below them and nobody who listens: no call leaves this loop.
+            bool const changed = top.changed;
+            std::size_t next = top.next;
+            CSceneNode* child = nullptr;
+            for (; next < node->m_children.size() && !child; ++next) {
+                CSceneNode* const candidate = node->m_children[next];
+                if (!candidate->m_isListed) continue;
+                if (candidate->IsPlain() && isSilentLeaf(candidate))
+                    candidate->RecomputeWorld(node, changed);
+                else
+                    child = candidate;
+            }
+            top.next = next;
+            if (!child) {
                 top.isInObjects = true;
                 top.next = 0;
+            } else if (child->IsPlain()) {
+                enter(child, changed);
+            } else {
+                child->Update(updateChildren, changed);
             }
         } else if (top.next < node->m_attachedObjects.size()) {
             node->m_attachedObjects[top.next++]->Update(top.changed);
@@ -76,16 +102,4 @@ void CSceneNode::SetVisible(bool visible, bool cascade) {
 #include "QK3DTransformInternal.inl"
 
 void CSceneNode::_SetVisible(bool) {}
-
-// Whether the world transform is a new one.
-bool CSceneNode::RecomputeWorld(bool parentChanged) {
-    if (!parentChanged && !m_transformChanged) return false;
-    if (m_parent && !m_parent->m_worldMatrixIdentity)
-        m_worldTransform = m_transform * m_parent->GetWorldTransform();
-    else
-        m_worldTransform = m_transform;
-    m_worldMatrixIdentity = m_worldTransform.IsIdentity();
-    m_transformChanged = false;
-    return true;
-}
 } // namespace qk3d
