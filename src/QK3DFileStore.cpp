@@ -10,9 +10,6 @@ namespace qk3d {
 namespace {
 using Size = unsigned long long;
 
-// A text is given to its decoder with this many zero bytes behind it: one wide terminator.
-constexpr Size kTerminator = 2;
-
 // What a processor throws ends here: its data could not be decoded.
 Size AskDecodedSize(CFileDataProcessor& processor, void const* in, Size inSize) try {
     return processor.GetDecodedSize(in, inSize);
@@ -50,7 +47,7 @@ bool CFileStore::DeleteFileA(wstring const&) { return false; }
 bool CFileStore::ReadFileAsString(wstring const& path, wstring& out) const {
     out.clear();
     Size size = 0;
-    Block const text = _ReadReadable(path, size, kTerminator);
+    Block const text = _ReadReadable(path, size);
     if (text) out = DecodeTextToWide(text.get(), size);
     return text != nullptr;
 }
@@ -58,7 +55,7 @@ bool CFileStore::ReadFileAsString(wstring const& path, wstring& out) const {
 bool CFileStore::ReadFileAsString(wstring const& path, string& out) const {
     out.clear();
     Size size = 0;
-    Block const text = _ReadReadable(path, size, kTerminator);
+    Block const text = _ReadReadable(path, size);
     if (text) out = DecodeTextToAnsi(text.get(), size);
     return text != nullptr;
 }
@@ -77,7 +74,7 @@ unsigned long long CFileStore::ReadFileAsBinary(wstring const& path, unsigned ch
     if (!out) return _GetReadableSize(path);
     *out = nullptr;
     Size size = 0;
-    Block block = _ReadReadable(path, size, 0);
+    Block block = _ReadReadable(path, size);
     if (block && size > 0) *out = block.release();
     return size;
 }
@@ -116,10 +113,9 @@ unsigned long long CFileStore::_GetReadableSize(wstring const& path) const {
     return _DecodeIntoBuffer(path, *processor.GetPointer(), nullptr, 0);
 }
 
-CFileStore::Block CFileStore::_ReadReadable(wstring const& path, unsigned long long& size,
-                                            unsigned long long spare) const {
+CFileStore::Block CFileStore::_ReadReadable(wstring const& path, unsigned long long& size) const {
     auto const held = _FindProcessor(path); // held, since a processor may take itself out of the table
-    if (held.IsNull()) return _ReadStored(path, size, spare);
+    if (held.IsNull()) return _ReadStored(path, size, 0);
     CFileDataProcessor& processor = *held.GetPointer();
     size = 0;
 
@@ -128,20 +124,19 @@ CFileStore::Block CFileStore::_ReadReadable(wstring const& path, unsigned long l
         Size storedSize = 0;
         Block const stored = _ReadStored(path, storedSize, 0);
         Size const decoded = stored ? AskDecodedSize(processor, stored.get(), storedSize) : 0;
-        readable = decoded > 0 ? _AllocateBlock(decoded, spare) : nullptr;
+        readable = decoded > 0 ? _AllocateBlock(decoded, 0) : nullptr;
         if (readable) size = Decode(processor, stored.get(), storedSize, readable.get(), decoded);
     } else {
         // In place, so that a large file is in memory once.
         Size const expected = _GetStoredSize(path);
         Size const decoded = expected > 0 ? AskDecodedSize(processor, nullptr, expected) : 0;
-        if (decoded == 0 || decoded > PTRDIFF_MAX) return nullptr;
+        if (decoded == 0) return nullptr;
         Size const room = std::max(decoded, expected);
         Size storedSize = 0;
-        readable = _ReadStored(path, storedSize, room - expected + spare);
+        readable = _ReadStored(path, storedSize, room - expected);
         if (!readable || storedSize != expected) return nullptr; // it changed under our hands
         size = Decode(processor, readable.get(), storedSize, readable.get(), room);
     }
-    if (readable) std::memset(readable.get() + size, 0, static_cast<std::size_t>(spare));
     return readable;
 }
 
@@ -158,7 +153,7 @@ unsigned long long CFileStore::_DecodeIntoBuffer(wstring const& path, CFileDataP
 
     if (size < decoded) {
         Size written = 0;
-        Block const whole = _ReadReadable(path, written, 0);
+        Block const whole = _ReadReadable(path, written);
         if (whole) std::memcpy(buffer, whole.get(), static_cast<std::size_t>(std::min(size, written)));
         return written;
     }

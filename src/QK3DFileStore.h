@@ -75,7 +75,7 @@ protected:
     virtual unsigned long long _CopyStored(wstring const& path, unsigned char* buffer,
                                            unsigned long long size) const = 0;
 
-    /// The file as it is stored, in a block of its own with `spare` zero bytes behind it. Null, and 0 for `size`, if
+    /// The file as it is stored, in a block of its own with room for `spare` more bytes. Null, and 0 for `size`, if
     /// there is no such file, it is empty, or it cannot be read whole.
     virtual Block _ReadStored(wstring const& path, unsigned long long& size, unsigned long long spare) const;
 
@@ -88,9 +88,9 @@ protected:
     /// The size of the file as a reader sees it. Reads the file only if the processor has to see it.
     unsigned long long _GetReadableSize(wstring const& path) const;
 
-    /// The whole file as a reader sees it, with `spare` zero bytes behind `size` bytes. Null if there is no such file,
-    /// it is empty, or it cannot be read; a processor that writes nothing gives a block with `size` 0.
-    Block _ReadReadable(wstring const& path, unsigned long long& size, unsigned long long spare) const;
+    /// The whole file as a reader sees it. Null if there is no such file, it is empty, or it cannot be read; a processor
+    /// that writes nothing gives a block with `size` 0.
+    Block _ReadReadable(wstring const& path, unsigned long long& size) const;
 
     /// ReadFileAsBinary into a buffer for a file with a processor, the same in all stores.
     unsigned long long _DecodeIntoBuffer(wstring const& path, CFileDataProcessor& processor, unsigned char* buffer,

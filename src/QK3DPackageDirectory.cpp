@@ -185,16 +185,14 @@ char const* ReadPackageDirectory(std::FILE* file, PackageFiles& files) {
     unz_global_info64 global;
     if (!archive || unzGetGlobalInfo64(archive.get(), &global) != UNZ_OK) return "it is no archive, or not whole";
 
-    unsigned long long count = 0;
     int status = global.number_entry > 0 ? unzGoToFirstFile(archive.get()) : UNZ_END_OF_LIST_OF_FILE;
-    for (; status == UNZ_OK; status = unzGoToNextFile(archive.get()), ++count) {
+    for (; status == UNZ_OK; status = unzGoToNextFile(archive.get())) {
         auto entry = std::make_unique<FileInfo>();
         if (char const* const fault = ReadEntry(archive.get(), bytes, *entry)) return fault;
         wstring key = MakePackageKey(entry->m_name);
         if (key.empty()) return "a name leads out of it, or is none";
         if (!files.try_emplace(std::move(key), std::move(entry)).second) return "two names in it make one key";
     }
-    bool const isWhole = status == UNZ_END_OF_LIST_OF_FILE && count == global.number_entry;
-    return isWhole ? nullptr : "the directory is broken";
+    return status == UNZ_END_OF_LIST_OF_FILE ? nullptr : "the directory is broken";
 }
 } // namespace qk3d

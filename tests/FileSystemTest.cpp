@@ -75,6 +75,18 @@ TEST(PlatformFile, APathFindsItsFileInAnyLetterCase) {
         EXPECT_STREQ(bytes, row.bytes) << row.path;
         std::fclose(file);
     }
+    for (char const* name : {"qrsT", "qrSt", "Qrst", "qRst", "QRst", "qRSt"})
+        folder.Write(string("many/") + name, name);
+    std::FILE* const first = platform::OpenFileForReading(folder.WidePath("many/qrst"));
+    ASSERT_NE(first, nullptr);
+    char bytes[8] = {};
+    EXPECT_EQ(std::fread(bytes, 1, sizeof bytes, first), 4u);
+    EXPECT_STREQ(bytes, "QRst") << "of several, the first in byte order";
+    std::fclose(first);
+    bool const hasPipe = std::system(("mkfifo '" + folder.Path("pipe") + "'").c_str()) == 0;
+    EXPECT_TRUE(hasPipe);
+    EXPECT_EQ(platform::OpenFileForReading(folder.WidePath("pipe")), nullptr) << "and it must not wait for a writer";
+
     EXPECT_TRUE(platform::PathExists(folder.WidePath() + L"\\DATA\\models\\"));
     EXPECT_FALSE(platform::FileExists(L""));
     EXPECT_FALSE(platform::FileExists(L"/dev/zero")) << "endless";

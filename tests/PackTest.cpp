@@ -73,6 +73,7 @@ TEST_F(PackTest, TheSameFilesGiveTheSameBytes) {
     fs::permissions(m_folder.Path("later/empty"), fs::perms::owner_all);
     ASSERT_EQ(Pack("create b.pak later"), 0);
     EXPECT_TRUE(File("a.pak") == File("b.pak"));
+    EXPECT_EQ(File("a.pak").substr(10, 4), std::string("\0\0\x21\0", 4)) << "the date is the first that there is";
     ASSERT_EQ(Pack("create later/c.pak later"), 0);
     ASSERT_EQ(Pack("create later/c.pak later"), 0) << "over itself, without packing itself";
     EXPECT_TRUE(File("a.pak") == File("later/c.pak"));
@@ -100,6 +101,7 @@ TEST_F(PackTest, FailuresAreToldAndLeaveWhatWasThere) {
         {"create p.pak bytes", 1, "not UTF-8"},
         {"create p.pak nowhere", 1, "no such folder: nowhere"},
         {"create nowhere/p.pak in", 1, "cannot write nowhere/p.pak"},
+        {"create case in", 1, "cannot write case"},
         {"verify text", 1, "it is no archive, or not whole"},
         {"list nowhere", 1, "cannot open nowhere"},
         {"extract climbs.pak out", 1, "leads out of it"},
@@ -118,7 +120,8 @@ TEST_F(PackTest, FailuresAreToldAndLeaveWhatWasThere) {
         EXPECT_EQ(Pack(row.arguments), row.status) << row.arguments;
         EXPECT_TRUE(Said(row.words)) << row.arguments << " said: " << File("said");
         EXPECT_TRUE(File("p.pak") == good) << row.arguments;
-        EXPECT_FALSE(fs::exists(m_folder.Path("p.pak.part"))) << row.arguments;
+        EXPECT_FALSE(fs::exists(m_folder.Path("p.pak.part")) || fs::exists(m_folder.Path("case.part")))
+            << row.arguments;
     }
     EXPECT_FALSE(fs::exists(m_folder.Path("escaped")));
     EXPECT_FALSE(fs::exists(m_folder.Path("out/Readme.txt"))) << "what cannot be read is not made";
@@ -131,6 +134,8 @@ TEST_F(PackTest, OtherProgramsReadOurPackagesAndWeReadTheirs) {
     if (HasProgram("unzip")) {
         ++known;
         EXPECT_EQ(Run("unzip -q ours.pak -d unzipped && diff -r in unzipped"), 0) << File("said");
+        auto const permissions = fs::status(m_folder.Path("unzipped/Readme.txt")).permissions();
+        EXPECT_NE(permissions & fs::perms::owner_read, fs::perms::none);
     }
     if (HasProgram("zip")) {
         ++known;

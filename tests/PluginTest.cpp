@@ -128,6 +128,18 @@ TEST_F(PluginTest, ReloadRunsWhatLiesInTheFileNow) {
     EXPECT_EQ(m_folder.Count(), 1u) << "copies are left in the folder";
 }
 
+TEST_F(PluginTest, APluginThatGoesIsNoLongerInTheTable) {
+    Install("Good");
+    CPlugin* const old = Load();
+    CPlugin* seen = old;
+    m_journal.onRelease = [&] { seen = m_manager.GetPlugin("p.so"); };
+    CPlugin* const now = Load("p.so", true);
+    EXPECT_EQ(seen, now);
+    m_manager.UnloadPlugin("p.so");
+    EXPECT_EQ(seen, nullptr);
+    m_journal.onRelease = nullptr;
+}
+
 TEST_F(PluginTest, AReloadThatFailsKeepsThePluginThatRuns) {
     Install("Good");
     CPlugin* const plugin = Load();

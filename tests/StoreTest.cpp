@@ -155,7 +155,7 @@ TEST_F(PackageTest, AFileIsFoundByItsKeyAndByItsAbsolutePath) {
         EXPECT_EQ(ReadAll(m_store, path), "hello");
     }
     for (wstring const& path : {L"\\a\\b.txt"s, L"/a/b.txt"s, L"a\\b"s, L"a\\"s, L"a"s, L"c:\\a\\b.txt"s, root,
-                                root + L"/", root + L"x/a/b.txt", L""s, L" "s, m_folder.WidePath("a/b.txt")}) {
+                                root + L"/", root + L"xa/b.txt", L""s, L" "s, m_folder.WidePath("a/b.txt")}) {
         wstring copy = path;
         EXPECT_FALSE(m_store.MakeResourceAbsolutePath(copy));
         EXPECT_FALSE(m_store.IsFileExist(path));
@@ -238,6 +238,9 @@ TEST_F(PackageTest, APackageThatIsWrongAnywhereIsRefusedAndToldInTheLog) {
     };
     string const good = MakeZip({{"x", "hello"}});
     TestZipEntry noText{"\xFF", ""};
+    TestZipEntry entry{"x", "hello"};
+    entry.size = entry.packedSize = 5000;
+    string const tooLong = MakeZip({entry});
     struct {
         char const* what;
         string bytes;
@@ -247,6 +250,7 @@ TEST_F(PackageTest, APackageThatIsWrongAnywhereIsRefusedAndToldInTheLog) {
         {"its start is gone", good.substr(30)},
         {"its end is gone", good.substr(0, good.size() - 3)},
         {"more packed bytes than there are", changed(&TestZipEntry::packedSize, 5000)},
+        {"a file longer than the archive", tooLong},
         {"stored, in two sizes", changed(&TestZipEntry::size, 6)},
         {"deflated, to far too much", changed(&TestZipEntry::size, 1 << 30, Deflated("x", "hello"))},
         {"a header that is elsewhere", changed(&TestZipEntry::offset, 7)},
@@ -284,6 +288,7 @@ TEST_F(PackageTest, ADeflatedFileNeverGivesMoreThanItsRecordedSize) {
     for (std::int64_t const size : {0, 1, 599, 601, 700}) {
         TestZipEntry entry = Deflated("x", text);
         entry.size = size;
+        if (size > 600) entry.crc = TestCrc(text + string(static_cast<std::size_t>(size) - 600, '\0'));
         ASSERT_TRUE(Open(MakeZip({entry})));
         EXPECT_EQ(ReadAll(m_store, L"x"), "none") << size;
     }

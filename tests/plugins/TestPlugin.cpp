@@ -53,6 +53,7 @@ EXPORT int InitPlugin(unsigned char const* data, int size) {
 #if !defined(KIND_NoRelease)
 EXPORT void ReleasePlugin() {
     g_instance.Note("release");
+    if (g_instance.journal && g_instance.journal->onRelease) g_instance.journal->onRelease();
 #if defined(KIND_ReleaseThrows)
     throw 5;
 #endif
