@@ -39,6 +39,7 @@ protected:
     }
     LogCapture log;
     HookBook book;
+    CRecordingRenderSystem going{"going"}, staying{"staying"}; // outlive the programs that the system keeps
     CTestSystem system;
 };
 
@@ -118,7 +119,6 @@ TEST_F(ResourceSystem, NothingComesBackWhileItIsTornDown) {
 }
 
 TEST_F(ResourceSystem, ARenderSystemThatGoesLeavesNoResourceBehind) {
-    CRecordingRenderSystem going("going"), staying("staying");
     auto const program = [&](char const* name, CRenderSystem* device) {
         _ResourceSharePtr<CGPUProgram> made = system.CreateResource("CGPUProgram", "", name, false, NoLoader());
         made->SetType(CGPUProgram::GPT_PIXEL);
