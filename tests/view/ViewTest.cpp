@@ -191,3 +191,10 @@ TEST_F(View, AWindowShowsWhatThePictureShows) {
     EXPECT_GT(CountColours(ReadAll(m_folder / "window.png"), 320, 240), 3u);
     EXPECT_EQ(ReadAll(m_folder / "window.png"), ReadAll(m_folder / "picture.png"));
 }
+
+TEST_F(View, AWindowFollowsMouseAndKeys) {
+    if (Shell("command -v Xvfb && command -v xdotool").code != 0) GTEST_SKIP() << "there is no Xvfb or no xdotool";
+    Result const result =
+        Shell("bash '" QK3D_SOURCE_DIR "/tests/view/window-session.sh' '" + Tool("qk3d-view").string() + "'");
+    EXPECT_EQ(result.code, 0) << result.output;
+}

@@ -32,11 +32,13 @@ public:
         };
         std::printf("a frame: %.1f draws, whose passes set %.1f states", perFrame(counter.GetDraws()),
                     perFrame(counter.GetStates()));
+        // Without the filter each state would be set for a draw and taken back after it.
         Json::Value statistics;
         unsigned int sent = 0;
         if (engine.Call("GetStatistics", Json::Value(Json::objectValue), &statistics) &&
             qklib::ReadUInt(statistics, "StateSetters", sent))
-            std::printf("; %.1f were sent, %.1f saved", perFrame(sent), perFrame(counter.GetStates()) - perFrame(sent));
+            std::printf(": %.1f state calls, of which %.1f are saved by the filter", perFrame(2 * counter.GetStates()),
+                        std::max(perFrame(2 * counter.GetStates()) - perFrame(sent), 0.0));
         std::printf("\n");
     }
 
