@@ -92,52 +92,32 @@ public:
 };
 
 TEST_F(OverlayTest, LaysOutEachNumberByItsForm) {
-    constexpr auto PIX = RANGE_PIXEL, PCT = RANGE_PERCENT;
+    constexpr int kMin = -2147483647 - 1, kMax = 2147483647;
+    // A form is a percent or a pixel, for x, y, width and height.
     struct {
         char const* what;
         CBox parent;
-        float x, y, width, height;
-        ERangeForm forms[4];
+        float range[4];
+        char const* forms;
         CBox box;
     } const rows[] = {
-        {"fractions", {100, 100, 200, 100}, .25f, .25f, .5f, .5f, {PCT, PCT, PCT, PCT}, {150, 125, 100, 50}},
-        {"pixels from the far edge", {100, 0, 200, 50}, -10, -20, 5, -10, {PIX, PIX, PIX, PIX}, {290, 30, 5, 40}},
-        {"pixels", {100, 7, 200, 50}, 3, 4, 5, 6, {PIX, PIX, PIX, PIX}, {103, 11, 5, 6}},
-        {"a mixture", {10, 10, 100, 100}, 10, .5f, .5f, 32, {PIX, PCT, PCT, PIX}, {20, 60, 50, 32}},
-        {"fractions of nothing", {0, 0, 0, 0}, .25f, .25f, .5f, .5f, {PCT, PCT, PCT, PCT}, {0, 0, 0, 0}},
-        {"a third lifted to the whole pixel",
-         {0, 0, 300, 300},
-         1 / 3.0f,
-         1 / 3.0f,
-         2 / 3.0f,
-         2 / 3.0f,
-         {PCT, PCT, PCT, PCT},
-         {100, 100, 200, 200}},
-        {"toward zero below zero", {-10, 0, 5, 5}, .5f, 0, 1, 1, {PCT, PCT, PCT, PCT}, {-7, 0, 5, 5}},
-        {"beyond all integers",
-         {0, 0, 10, 10},
-         3e38f,
-         -3e38f,
-         3e38f,
-         3e38f,
-         {PCT, PCT, PCT, PCT},
-         {2147483647, -2147483647 - 1, 2147483647, 2147483647}},
-        {"beyond all integers in pixels",
-         {10, 10, 10, 10},
-         2e9f,
-         -2e9f,
-         2e9f,
-         1,
-         {PIX, PIX, PIX, PIX},
-         {2000000010, -1999999980, 2000000000, 1}},
+        {"fractions", {100, 100, 200, 100}, {.25f, .25f, .5f, .5f}, "%%%%", {150, 125, 100, 50}},
+        {"pixels from the far edge", {100, 0, 200, 50}, {-10, -20, 5, -10}, "pppp", {290, 30, 5, 40}},
+        {"pixels", {100, 7, 200, 50}, {3, 4, 5, 6}, "pppp", {103, 11, 5, 6}},
+        {"a mixture", {10, 10, 100, 100}, {10, .5f, .5f, 32}, "p%%p", {20, 60, 50, 32}},
+        {"fractions of nothing", {0, 0, 0, 0}, {.25f, .25f, .5f, .5f}, "%%%%", {0, 0, 0, 0}},
+        {"a hair short of whole", {0, 0, 100, 100}, {.53f, .59f, .53f, .59f}, "%%%%", {53, 59, 53, 59}},
+        {"toward zero below zero", {-10, 0, 5, 5}, {.5f, 0, 1, 1}, "%%%%", {-7, 0, 5, 5}},
+        {"beyond all integers", {0, 0, 10, 10}, {3e38f, -3e38f, 3e38f, 3e38f}, "%%%%", {kMax, kMin, kMax, kMax}},
+        {"the same in pixels", {kMax, 0, 10, 10}, {9, -2e9f, 2e9f, 1}, "pppp", {kMax, -1999999990, 2000000000, 1}},
     };
     for (auto const& row : rows) {
         COverlayItem item(nullptr, nullptr, "i", 1, 1, 1, 1, 0);
-        bool const isPixelX = row.forms[0] == PIX, isPixelY = row.forms[1] == PIX;
-        isPixelX ? item.SetX(static_cast<int>(row.x)) : item.SetXAsPercent(row.x);
-        isPixelY ? item.SetY(static_cast<int>(row.y)) : item.SetYAsPercent(row.y);
-        row.forms[2] == PIX ? item.SetWidth(static_cast<int>(row.width)) : item.SetWidthAsPercent(row.width);
-        row.forms[3] == PIX ? item.SetHeight(static_cast<int>(row.height)) : item.SetHeightAsPercent(row.height);
+        auto const [x, y, width, height] = row.range;
+        row.forms[0] == 'p' ? item.SetX(static_cast<int>(x)) : item.SetXAsPercent(x);
+        row.forms[1] == 'p' ? item.SetY(static_cast<int>(y)) : item.SetYAsPercent(y);
+        row.forms[2] == 'p' ? item.SetWidth(static_cast<int>(width)) : item.SetWidthAsPercent(width);
+        row.forms[3] == 'p' ? item.SetHeight(static_cast<int>(height)) : item.SetHeightAsPercent(height);
         item.Update(false, row.parent);
         EXPECT_EQ(item.GetAbsoluteBox(), row.box) << row.what;
     }
@@ -304,7 +284,8 @@ TEST_F(OverlayTest, DrawsNothingForAnItemWithoutATexture) {
 
     // Each way of getting one later shows at the next frame, and so does losing it.
     Shown(group);
-    missing->SetTexture(picture);
+    missing->SetTexture("no such file either.png");
+    missing->SetTexture(picture); // the name counts no more
     Frame();
     EXPECT_EQ(screen.TakeCorners(), "1,1 6,6 2,2");
     group->SetTexture("");

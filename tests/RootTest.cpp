@@ -15,6 +15,7 @@
 #include "RecordingRenderSystem.h"
 #include "TestLog.h"
 #include <algorithm>
+#include <cstddef>
 #include <gtest/gtest.h>
 #include <memory>
 
@@ -49,6 +50,16 @@ struct CTestDevice : CRecordingRenderSystem {
         g_steps += "release device, ";
         CRecordingRenderSystem::_ReleaseImpl();
     }
+};
+
+// Lies where the one before it lay.
+struct CFixedDevice : CTestDevice {
+    using CTestDevice::CTestDevice;
+    static void* operator new(std::size_t) {
+        alignas(CTestDevice) static std::byte place[sizeof(CTestDevice)];
+        return place;
+    }
+    static void operator delete(void*) {}
 };
 
 template <class Object, class Base>
@@ -158,6 +169,7 @@ TEST(Root, SurvivesObjectsThatCallItWhileTheyComeAndGo) {
 
 TEST(Root, TakesADeviceFromAllWhoUseItBeforeItGoes) {
     Register();
+    CQK3DMain::GetFactory().AddCreateRenderSystemFun("CTestDevice", Make<CFixedDevice, CRenderSystem>);
     CRenderSystem* const device = Root().CreateRenderSystem("CTestDevice", "d");
     qklib::CSharePtr<CResourceLoader> none;
     CResourceSystem* const named = Root().CreateResourceSystem("named");
@@ -180,10 +192,14 @@ TEST(Root, TakesADeviceFromAllWhoUseItBeforeItGoes) {
         EXPECT_EQ(texture->GetRenderSystem(), nullptr);
         EXPECT_NE(texture->GetLoadingState(), LOADSTATE_LOADED);
     }
-    // The item makes itself at home on the next device, also if that lies where the old one was.
-    CRecordingRenderSystem next;
-    item->Render(&next, 1);
-    EXPECT_EQ(next.CountOf("Render"), 1u);
+    // The item makes itself at home on the next device, though that lies where the old one was.
+    auto* const next = static_cast<CTestDevice*>(Root().CreateRenderSystem("CTestDevice", "next"));
+    ASSERT_EQ(next, device);
+    item->Render(next, 1);
+    std::string const journal = next->TakeJournal();
+    EXPECT_NE(journal.find("CreateBuffer vertex"), std::string::npos) << journal;
+    EXPECT_EQ(next->CountOf("Render"), 1u);
+    Root().DestroyRenderSystem("next");
     CQK3DMain::GetOverlayManager().DestroyAllOverlayItem();
 }
 
