@@ -16,8 +16,8 @@ bool IsPlainAscii(string const& text) {
     return std::all_of(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; });
 }
 
-// Checks what the parser is lenient about or has no stack for, and writes the text again in a form that it reads in
-// the same way whatever the C++ locale of the host: without comments, and with numbers that have no decimal point.
+// Checks what the parser is lenient about, and writes the text again in a form that it reads in the same way whatever
+// the C++ locale of the host: without comments, and with numbers that have no decimal point.
 class CScriptCleaner {
 public:
     explicit CScriptCleaner(std::string_view text) : m_text(text) { m_clean.reserve(text.size()); }
@@ -41,8 +41,6 @@ private:
 
     bool CopyOther(char c) {
         if (c == '\0' || c == '+' || c == '.') return false;
-        if ((c == '[' || c == '{') && ++m_depth > kMaxJsonDepth) return false;
-        if (c == ']' || c == '}') --m_depth;
         m_clean += c;
         ++m_at;
         return true;
@@ -109,7 +107,6 @@ private:
     std::string_view m_text;
     std::string m_clean;
     std::size_t m_at = 0;
-    int m_depth = 0;
 };
 
 bool NarrowToUtf8(string const& text, string& utf8) {
@@ -125,7 +122,7 @@ Json::CharReaderBuilder MakeReaderBuilder() {
     builder["failIfExtra"] = true;
     builder["rejectDupKeys"] = true;
     builder["strictRoot"] = true;
-    builder["stackLimit"] = kMaxJsonDepth + 8;
+    builder["stackLimit"] = kMaxJsonDepth;
     return builder;
 }
 

@@ -221,13 +221,11 @@ void CTimer::_StepTo(long long time) {
 // Advances the living events with something to do, in order, and gives `place` those that the callbacks left in place.
 template <class Place>
 void CTimer::_WalkAlive(long long limit, Place place) {
-    unsigned int const resets = m_resets;
     CTimerAliveEvents::CCursor cursor;
     while (CTimerEvent* const event = m_aliveEvents->Next(cursor, limit)) {
         if (event->m_step == m_step) continue; // came to life in this step, and had its turn
         unsigned int const changes = event->m_changes;
         auto const state = event->_Advance(m_time);
-        if (m_resets != resets) return;
         if (event->m_changes != changes) continue;
         if (!place(event, state)) m_aliveEvents->UpdateWakeTime(cursor, event);
     }

@@ -1,7 +1,6 @@
 // BaseTest.cpp: counted pointers, scripts, log, tables, and names.
 #include "QK3DGenName.h"
 #include "QK3DSharePtr.h"
-#include "QKFileStream.h"
 #include "QKJson.h"
 #include "QKLog.h"
 #include "QKMath.h"

@@ -184,6 +184,28 @@ TEST(Timer, KeepsKilledEventsUntilReset) {
     EXPECT_NE(calls2.find("dead@2"), std::string::npos);
 }
 
+TEST(Timer, NoticesAnEventThatIsMovedByHand) {
+    CTimer timer;
+    Journal journal;
+    CTimerEvent* const event = timer.SetTimerEvent(10, Journal::Write, journal.Name("e"), 1LL, 1000LL, CATCHUP);
+    timer.GotoTime(12);
+    EXPECT_EQ(event->GotoTime(35), CTimerEvent::TES_ALIVE);
+    EXPECT_EQ(journal.Take(), "e@11 e@21 e@31");
+    timer.GotoTime(41);
+    EXPECT_EQ(journal.Take(), "e@41");
+    EXPECT_EQ(event->GotoTime(0), CTimerEvent::TES_UNSTART);
+    timer.GotoTime(42);
+    EXPECT_EQ(event->GetState(), CTimerEvent::TES_ALIVE) << "though it has no call to make";
+    event->Kill(43);
+    timer.GotoTime(44);
+    EXPECT_EQ(event->GetState(), CTimerEvent::TES_DEAD) << "though its next call is not due yet";
+    timer.GotoTime(43);
+    event->Reset();
+    timer.GotoTime(45);
+    EXPECT_EQ(event->GetState(), CTimerEvent::TES_ALIVE);
+    EXPECT_EQ(journal.Take(), "e@11 e@21 e@31 e@41");
+}
+
 TEST(Timer, BringsACountEventItsFullLifeBackByReset) {
     CTimer timer;
     Journal journal;
@@ -240,6 +262,8 @@ TEST(Timer, LetsCallbacksChangeTheTimer) {
         {"kill itself", [](auto& timer, auto& events, auto&) { timer.KillTimerEvent(events["b"]); }, "a@10 b@10 c@10",
          "a@20 c@20"},
         {"kill all", [](auto& timer, auto&, auto&) { timer.KillAllTimerEvent(); }, "a@10 b@10", ""},
+        {"move the clock, then reset the timer", [](auto& timer, auto&, auto&) { timer.GotoTime(15), timer.Reset(); },
+         "a@10 b@10", "a@20 b@20 c@20"},
         {"reset the timer", [](auto& timer, auto&, auto&) { timer.Reset(); }, "a@10 b@10", "a@20 b@20 c@20"},
         {"reset itself", [](auto&, auto& events, auto&) { events["b"]->Reset(); }, "a@10 b@10 c@10", "a@20 b@20 c@20"},
         {"move the clock on", [](auto& timer, auto&, auto&) { timer.TimeStepIn(5); }, "a@10 b@10 c@10 a@15 b@15 c@15",
@@ -343,6 +367,13 @@ public:
         }
     }
 
+    std::map<int, int> GetStates() const {
+        std::map<int, int> states;
+        for (auto const* const events : {&m_unstarted, &m_alive, &m_dead})
+            for (Event const& event : *events) states[event.id] = event.state;
+        return states;
+    }
+
 private:
     static void Insert(std::vector<Event>& events, Event const& event, long long Event::*key) {
         auto at = events.begin();
@@ -386,13 +417,15 @@ TEST(Timer, CallsTheSameAsASlowOneInRandomRuns) {
         CTimer timer;
         Journal journal;
         CSlowTimer slow;
+        std::vector<CTimerEvent*> made;
         int const events = static_cast<int>(1 + below(run % 3 == 0 ? 700 : 60)); // some blocks, or part of one
         for (int id = 0; id < events; ++id) {
             long long const start = 1 + below(300);
             long long const end = start + below(200);
             auto const mode = below(4) == 0 ? SKIP : CATCHUP;
             long long const interval = below(30);
-            timer.SetTimerEvent(interval, Journal::Write, journal.Name(std::to_string(id)), start, end, mode);
+            made.push_back(
+                timer.SetTimerEvent(interval, Journal::Write, journal.Name(std::to_string(id)), start, end, mode));
             slow.Add({id, start, end, interval, start, mode, end});
         }
         for (int step = 0; step < 60; ++step) {
@@ -401,6 +434,8 @@ TEST(Timer, CallsTheSameAsASlowOneInRandomRuns) {
             slow.GotoTime(time);
             ASSERT_EQ(journal.Take() + ' ', slow.calls.empty() ? " " : slow.calls) << "step to " << time;
             slow.calls.clear();
+            for (auto const& [id, state] : slow.GetStates())
+                ASSERT_EQ(made[static_cast<std::size_t>(id)]->GetState(), state) << id << " at " << time;
         }
     }
 }
