@@ -28,7 +28,7 @@ public:
             bool const good = c == '"'                 ? CopyString()
                               : c == '/'               ? SkipComment()
                               : c == '-' || IsDigit(c) ? CopyNumber()
-                                                       : CopyOther(c);
+                                                       : CopyOther();
             if (!good) return false;
         }
         return true;
@@ -39,10 +39,16 @@ public:
 private:
     char Peek(std::size_t offset = 0) const { return m_at + offset < m_text.size() ? m_text[m_at + offset] : '\0'; }
 
-    bool CopyOther(char c) {
-        if (c == '\0' || c == '+' || c == '.') return false;
-        m_clean += c;
-        ++m_at;
+    // A whole stretch at a time: most of a script is blanks, commas and words.
+    bool CopyOther() {
+        std::size_t end = m_at;
+        for (; end < m_text.size(); ++end) {
+            char const c = m_text[end];
+            if (c == '"' || c == '/' || c == '-' || IsDigit(c)) break;
+            if (c == '\0' || c == '+' || c == '.') return false;
+        }
+        m_clean.append(m_text, m_at, end - m_at);
+        m_at = end;
         return true;
     }
 
@@ -114,7 +120,7 @@ bool NarrowToUtf8(string const& text, string& utf8) {
     return platform::CodePageToUtf16(text, wide) && platform::Utf16ToUtf8(wide, utf8);
 }
 
-Json::CharReaderBuilder MakeReaderBuilder() {
+std::unique_ptr<Json::CharReader> MakeReader() {
     Json::CharReaderBuilder builder; // comments are gone by the time it looks
     builder["collectComments"] = false;
     builder["allowComments"] = false;
@@ -123,7 +129,7 @@ Json::CharReaderBuilder MakeReaderBuilder() {
     builder["rejectDupKeys"] = true;
     builder["strictRoot"] = true;
     builder["stackLimit"] = kMaxJsonDepth;
-    return builder;
+    return std::unique_ptr<Json::CharReader>(builder.newCharReader());
 }
 
 // Also false for values that are no numbers. An integer value is looked at as such: a double has not all of them.
@@ -146,7 +152,7 @@ bool ParseJson(string const& text, Json::Value& root) {
     if (!cleaner.Run()) return false;
 
     try {
-        std::unique_ptr<Json::CharReader> const reader(MakeReaderBuilder().newCharReader());
+        static std::unique_ptr<Json::CharReader> const reader = MakeReader(); // made once: its settings are JSON too
         Json::Value parsed;
         string const& clean = cleaner.GetText();
         if (!reader->parse(clean.data(), clean.data() + clean.size(), &parsed, nullptr)) return false;

@@ -16,10 +16,10 @@ namespace qk3d {
 namespace {
 string MemberText(Json::Value const& object, char const* key) { return JsonToAnsi(qklib::JsonMember(object, key)); }
 
-string GenerateName(string const& type, char const* prefix) {
+string GenerateName(CResourceManager const& manager, char const* prefix) {
     string name;
     do name = CGenName::GenNameByTime_ansi(prefix, "");
-    while (CQK3DMain::GetResourceSystem().IsResourceExist(type, name)); // the generator repeats itself in time
+    while (manager.IsResourceExist(name)); // the generator repeats itself in time
     return name;
 }
 
@@ -28,17 +28,18 @@ string GenerateName(string const& type, char const* prefix) {
 template <class T, class TConfigure>
 _ResourceSharePtr<T> Resolve(Json::Value const& reference, string const& type, char const* prefix, bool useExist,
                              TConfigure&& configure) {
-    CResourceSystem& resources = CQK3DMain::GetResourceSystem();
+    CResourceManager* const manager = CQK3DMain::GetResourceSystem().GetResourceManager(type);
+    if (!manager) return nullptr;
     string name = MemberText(reference, "Name");
     string const path = MemberText(reference, "Path");
     qklib::ReadBool(reference, "UseExist", useExist);
 
     ResourceSharePtr resource;
-    if (useExist) resource = resources.GetResource(type, name.empty() ? path : name);
+    if (useExist) resource = manager->GetResource(name.empty() ? path : name);
     bool const isNew = !resource;
     if (isNew) {
-        if (!useExist) name = GenerateName(type, prefix);
-        resource = resources.CreateResource(type, path, name, false, CSharePtr<CResourceLoader>::GetNullSharePtr());
+        if (!useExist) name = GenerateName(*manager, prefix);
+        resource = manager->CreateResource(path, name, false, CSharePtr<CResourceLoader>::GetNullSharePtr());
     }
     if (!dynamic_cast<T*>(static_cast<CResource*>(resource))) return nullptr;
     _ResourceSharePtr<T> typed = resource;

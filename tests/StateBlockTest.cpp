@@ -388,6 +388,7 @@ void ExpectLoading(LogCapture& log, string const& kind, string const& script, ty
         {"not UTF-8, not GBK", "{\"\xff\xff\": 1}", false, 0, "Error"},
         {"deep", "{\"a\": " + string(100000, '[') + string(100000, ']') + "}", false, 0, "Error"},
         {"deep and open", string(100000, '{'), false, 0, "Error"},
+        {"a good one after all that", script, true, 1, ""},
         {"no file", "", false, 0, "No Find"},
     };
     TManager manager;
