@@ -109,11 +109,10 @@ void GLRenderSystem::_ReleaseVertexDeclaration(CVertexDeclaration* declaration) 
 
 GLVertexLayout* GLRenderSystem::GetLayout(CVertexDeclaration& declaration) {
     if (declaration.GetHardwareOwner() != this || !declaration.GetHardwareDeclaration()) {
-        // Of another device: that one hears that its layout goes.
-        if (declaration.GetHardwareOwner()) declaration.GetHardwareOwner()->_ReleaseVertexDeclaration(&declaration);
         auto layout = std::make_unique<GLVertexLayout>(*m_device, declaration);
         declaration.SetHardwareDeclaration(this, reinterpret_cast<std::uintptr_t>(layout.get()));
         layout.release();
+        m_device->Use(); // another device may just have dropped a layout of its own, in its own context
     }
     return reinterpret_cast<GLVertexLayout*>(declaration.GetHardwareDeclaration());
 }
