@@ -63,6 +63,7 @@
 #include "QK3DSamplerState.h"
 #include "QK3DSceneManager.h"
 #include "QK3DSceneNode.h"
+#include "QK3DStateBlock.h"
 #include "QK3DStateEntries.h"
 #include "QK3DStateNames.h"
 #include "QK3DStateWords.h"

@@ -37,15 +37,13 @@ constinit StateNameMap<CRenderState::LAST_STATE> gStringRenderStateStateMap{{{
 
 CRenderState::CRenderState(CResourceManager* manager, string const& path, string const& name, bool isManual,
                            CSharePtr<CResourceLoader>& loader)
-    : CResource(manager, path, name, isManual, loader) {}
+    : CStateBlock(manager, path, name, isManual, loader) {}
 
 CRenderState::~CRenderState() = default;
 
 void CRenderState::SetState(EState state, unsigned long value) {
     m_entries.Set(state, static_cast<std::uint32_t>(value));
 }
-
-void CRenderState::RemoveState(EState state) { m_entries.Remove(state); }
 
 void CRenderState::SetRenderState(EState state, CRenderSystem* system) const {
     if (system && IsStateSet(state)) (system->*GetDeviceSetter(state))(GetState(state));
@@ -63,8 +61,6 @@ bool CRenderState::SetFromParameter(Json::Value const& value) {
     });
 }
 
-bool CRenderState::FormatToParameter(Json::Value&) const { return true; }
-
 void CRenderState::InitStringStateMap() { gStringRenderStateStateMap.Fill(); }
 void CRenderState::ClearStringStateMap() { gStringRenderStateStateMap.Clear(); }
 void CRenderState::InitSetStateFuns() {}
@@ -72,10 +68,6 @@ void CRenderState::InitSetStateFuns() {}
 CRenderState::DeviceSetter CRenderState::GetDeviceSetter(int state) {
     return state >= 1 && state <= LAST_STATE ? kDeviceSetters[static_cast<std::size_t>(state)] : nullptr;
 }
-
-void CRenderState::_CopyImpl(CResource*) {}
-bool CRenderState::_PrepareImpl() { return true; }
-bool CRenderState::_UnPrepareImpl() { return true; }
 
 bool CRenderState::_LoadImpl() {
     if (m_path.empty()) return true;

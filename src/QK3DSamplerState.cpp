@@ -37,15 +37,13 @@ constinit StateNameMap<CSamplerState::LAST_STATE> gStringSamplerStateStateMap{{{
 
 CSamplerState::CSamplerState(CResourceManager* manager, string const& path, string const& name, bool isManual,
                              CSharePtr<CResourceLoader>& loader)
-    : CResource(manager, path, name, isManual, loader) {}
+    : CStateBlock(manager, path, name, isManual, loader) {}
 
 CSamplerState::~CSamplerState() = default;
 
 void CSamplerState::SetState(EState state, unsigned long value) {
     m_entries.Set(state, static_cast<std::uint32_t>(value));
 }
-
-void CSamplerState::RemoveState(EState state) { m_entries.Remove(state); }
 
 void CSamplerState::SetSamplerState(EState state, CRenderSystem* system, unsigned int stage) const {
     if (system && IsStateSet(state)) (system->*GetDeviceSetter(state))(stage, GetState(state));
@@ -63,8 +61,6 @@ bool CSamplerState::SetFromParameter(Json::Value const& value) {
     });
 }
 
-bool CSamplerState::FormatToParameter(Json::Value&) const { return true; }
-
 void CSamplerState::InitStringStateMap() { gStringSamplerStateStateMap.Fill(); }
 void CSamplerState::ClearStringStateMap() { gStringSamplerStateStateMap.Clear(); }
 void CSamplerState::InitSetStateFuns() {}
@@ -72,10 +68,6 @@ void CSamplerState::InitSetStateFuns() {}
 CSamplerState::DeviceSetter CSamplerState::GetDeviceSetter(int state) {
     return state >= 1 && state <= LAST_STATE ? kDeviceSetters[static_cast<std::size_t>(state)] : nullptr;
 }
-
-void CSamplerState::_CopyImpl(CResource*) {}
-bool CSamplerState::_PrepareImpl() { return true; }
-bool CSamplerState::_UnPrepareImpl() { return true; }
 
 bool CSamplerState::_LoadImpl() {
     if (m_path.empty()) return true;

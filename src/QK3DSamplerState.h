@@ -1,24 +1,21 @@
 // QK3DSamplerState.h: the block of states of one texture sampler: addressing, filtering and the like.
 #pragma once
 
-#include "QK3DResource.h"
 #include "QK3DResourceManager.h"
-#include "QK3DStateEntries.h"
+#include "QK3DStateBlock.h"
 #include "QK3DStateNames.h"
-#include <json/forwards.h>
 
 namespace qk3d {
 class CRenderSystem;
 
 /// As CRenderState, for one sampler: a pass has one block for each texture stage, and the stage is named when a block
 /// is applied.
-class QK3D_API CSamplerState : public CResource {
+class QK3D_API CSamplerState : public CStateBlock<std::uint32_t, 13> {
 public:
     enum EState : int {
 #define ROW(number, NAME, Setter, reader) NAME = number,
 #include "QK3DSamplerStateTable.inl"
     };
-    static constexpr int LAST_STATE = 13;
 
     enum ETextureFilterType {
         TFT_NONE = 0,
@@ -29,7 +26,6 @@ public:
         TFT_GAUSSIANCUBIC = 5,
     };
 
-    using Entries = StateEntries<std::uint32_t, LAST_STATE>;
     using DeviceSetter = void (CRenderSystem::*)(unsigned int stage, unsigned long value);
 
     CSamplerState(CResourceManager* manager, string const& path, string const& name, bool isManual,
@@ -38,9 +34,6 @@ public:
 
     void SetState(EState state, unsigned long value);
     unsigned long GetState(EState state) const { return m_entries.Get(state); }
-    bool IsStateSet(EState state) const { return m_entries.IsSet(state); }
-    void RemoveState(EState state);
-    unsigned int GetStateNum() const { return m_entries.GetCount(); }
 
     /// Sends one state to a stage of a device, if it is set.
     void SetSamplerState(EState state, CRenderSystem* system, unsigned int stage) const;
@@ -49,28 +42,19 @@ public:
 #include "QK3DSamplerStateTable.inl"
 
     bool SetFromParameter(Json::Value const& value) override;
-    bool FormatToParameter(Json::Value& out) const override;
 
     static void InitStringStateMap();
     static void ClearStringStateMap();
     static void InitSetStateFuns();
 
-    Entries const& GetEntries() const { return m_entries; }
-    int GetLowestState() const { return m_entries.GetLowest(); }
-    int GetHighestState() const { return m_entries.GetHighest(); }
     static DeviceSetter GetDeviceSetter(int state);
 
 protected:
-    void _CopyImpl(CResource* target) override;
-    bool _PrepareImpl() override;
-    bool _UnPrepareImpl() override;
     bool _LoadImpl() override;
     bool _UnloadImpl() override;
 
     void _ClearAllState();
     static EState _StringToState(string& name);
-
-    Entries m_entries;
 };
 
 /// The numbers of the sampler states by name, empty before InitStringStateMap.

@@ -62,9 +62,9 @@ constinit StateNameMap<CTextureState::LAST_STATE> gStringTextureStateStateMap{{{
 
 CTextureState::CTextureState(CResourceManager* manager, string const& path, string const& name, bool isManual,
                              CSharePtr<CResourceLoader>& loader)
-    : CResource(manager, path, name, isManual, loader) {}
+    : CStateBlock(manager, path, name, isManual, loader) {}
 
-CTextureState::CTextureState(CTextureState const& other) : CResource(other) { *this = other; }
+CTextureState::CTextureState(CTextureState const& other) : CStateBlock(other) { *this = other; }
 
 CTextureState::~CTextureState() = default;
 
@@ -87,8 +87,6 @@ void CTextureState::SetState(EState state, void* value) {
     }
     m_entries.Set(state, reinterpret_cast<std::uintptr_t>(value));
 }
-
-void CTextureState::RemoveState(EState state) { m_entries.Remove(state); }
 
 void CTextureState::SetTextureState(EState state, CRenderSystem* system, unsigned int stage) const {
     if (system && IsStateSet(state)) (system->*GetDeviceSetter(state))(stage, GetState(state));
@@ -113,8 +111,6 @@ bool CTextureState::SetFromParameter(Json::Value const& value) {
     });
 }
 
-bool CTextureState::FormatToParameter(Json::Value&) const { return true; }
-
 void CTextureState::InitStringStateMap() { gStringTextureStateStateMap.Fill(); }
 void CTextureState::ClearStringStateMap() { gStringTextureStateStateMap.Clear(); }
 void CTextureState::InitSetStateFuns() {}
@@ -122,10 +118,6 @@ void CTextureState::InitSetStateFuns() {}
 CTextureState::DeviceSetter CTextureState::GetDeviceSetter(int state) {
     return state >= 1 && state <= LAST_STATE ? kDeviceSetters[static_cast<std::size_t>(state)] : nullptr;
 }
-
-void CTextureState::_CopyImpl(CResource*) {}
-bool CTextureState::_PrepareImpl() { return true; }
-bool CTextureState::_UnPrepareImpl() { return true; }
 
 bool CTextureState::_LoadImpl() {
     if (m_path.empty()) return true;

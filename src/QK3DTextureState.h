@@ -1,11 +1,9 @@
 // QK3DTextureState.h: the block of states of one fixed-function texture stage: operations, arguments, transform.
 #pragma once
 
-#include "QK3DResource.h"
 #include "QK3DResourceManager.h"
-#include "QK3DStateEntries.h"
+#include "QK3DStateBlock.h"
 #include "QK3DStateNames.h"
-#include <json/forwards.h>
 #include <memory>
 
 namespace qk3d {
@@ -14,15 +12,13 @@ struct Matrix44;
 
 /// As CRenderState, for one texture stage. Values are as wide as a pointer: numbers, words, floats and colours stand
 /// in the low 32 bits, TRANSFORMMATRIX is the address of a matrix that the block owns.
-class QK3D_API CTextureState : public CResource {
+class QK3D_API CTextureState : public CStateBlock<std::uintptr_t, 19> {
 public:
     enum EState : int {
 #define ROW(number, NAME, Setter, reader) NAME = number,
 #include "QK3DTextureStateTable.inl"
     };
-    static constexpr int LAST_STATE = 19;
 
-    using Entries = StateEntries<std::uintptr_t, LAST_STATE>;
     using DeviceSetter = void (CRenderSystem::*)(unsigned int stage, void* value);
 
     CTextureState(CResourceManager* manager, string const& path, string const& name, bool isManual,
@@ -35,11 +31,6 @@ public:
     /// state to null. For all others it is the number itself.
     void SetState(EState state, void* value);
     void* GetState(EState state) const { return reinterpret_cast<void*>(m_entries.Get(state)); }
-    bool IsStateSet(EState state) const { return m_entries.IsSet(state); }
-
-    /// The matrix of TRANSFORMMATRIX is kept for the next time.
-    void RemoveState(EState state);
-    unsigned int GetStateNum() const { return m_entries.GetCount(); }
 
     /// Sends one state to a stage of a device, if it is set.
     void SetTextureState(EState state, CRenderSystem* system, unsigned int stage) const;
@@ -52,29 +43,21 @@ public:
 #include "QK3DTextureStateTable.inl"
 
     bool SetFromParameter(Json::Value const& value) override;
-    bool FormatToParameter(Json::Value& out) const override;
 
     static void InitStringStateMap();
     static void ClearStringStateMap();
     static void InitSetStateFuns();
 
-    Entries const& GetEntries() const { return m_entries; }
-    int GetLowestState() const { return m_entries.GetLowest(); }
-    int GetHighestState() const { return m_entries.GetHighest(); }
     static DeviceSetter GetDeviceSetter(int state);
 
 protected:
-    void _CopyImpl(CResource* target) override;
-    bool _PrepareImpl() override;
-    bool _UnPrepareImpl() override;
     bool _LoadImpl() override;
     bool _UnloadImpl() override;
 
     void _ClearAllState();
     static EState _StringToState(string& name);
 
-    std::unique_ptr<Matrix44> m_transformMatrix;
-    Entries m_entries;
+    std::unique_ptr<Matrix44> m_transformMatrix; // kept when the state is removed, for the next time
 };
 
 /// The numbers of the texture stage states by name, empty before InitStringStateMap.
