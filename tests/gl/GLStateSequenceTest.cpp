@@ -99,9 +99,8 @@ protected:
         }
         case 7: {
             auto const state = 1 + static_cast<int>(pick(CSamplerState::LAST_STATE));
-            return {"sampler " + std::to_string(state) + at, [=, this](Contents&) {
-                        (System().*CSamplerState::GetDeviceSetter(state))(stage, value);
-                    }};
+            return {"sampler " + std::to_string(state) + at,
+                    [=, this](Contents&) { (System().*CSamplerState::GetDeviceSetter(state))(stage, value); }};
         }
         case 8: {
             unsigned const which = pick(kTextures + 1);
@@ -172,7 +171,9 @@ protected:
             Activate(Screen());
             break;
         case 1: Clear(0x80FF00FF); break;
-        case 2: contents.textures[random() % kTextures]->GetPixelBuffer()->Lock(0, 0, CHardwareBuffer::LM_READONLY); break;
+        case 2:
+            contents.textures[random() % kTextures]->GetPixelBuffer()->Lock(0, 0, CHardwareBuffer::LM_READONLY);
+            break;
         case 3:
             System().UnusualCall("LoseDevice", nullptr, nullptr);
             EXPECT_TRUE(System().Restore());
@@ -232,19 +233,39 @@ TEST_F(GLStateSequence, SendsEachRenderStateAgainWhenItAloneChanges) {
         CRenderState::EState state;
         std::uint32_t value;
     } const setting[] = {
-        {CRenderState::ZENABLE, 1},          {CRenderState::ALPHABLENDENABLE, 1}, {CRenderState::SRCBLEND, 14},
-        {CRenderState::DESTBLEND, 6},        {CRenderState::BLENDFACTOR, 0xFF80C0E0},
-        {CRenderState::SRCBLENDALPHA, 3},    {CRenderState::ALPHATESTENABLE, 1},  {CRenderState::ALPHAFUNC, 5},
-        {CRenderState::ALPHAREF, 0x10},      {CRenderState::FOGENABLE, 1},        {CRenderState::FOGVERTEXMODE, 3},
-        {CRenderState::FOGCOLOR, 0xFF40FF},  {CRenderState::FOGEND, 0x40000000},  {CRenderState::STENCILENABLE, 1},
-        {CRenderState::STENCILFUNC, 3},      {CRenderState::STENCILMASK, 0x0F},   {CRenderState::STENCILREF, 0x13},
-        {CRenderState::STENCILPASS, 7},      {CRenderState::STENCILFAIL, 6},      {CRenderState::STENCILZFAIL, 3},
-        {CRenderState::LIGHTING, 1},         {CRenderState::AMBIENT, 0xFF404040}, {CRenderState::SPECULARENABLE, 1},
-        {CRenderState::CLIPPLANEENABLE, 1},  {CRenderState::TEXTUREFACTOR, 0xFFC0A0FF},
-        {CRenderState::DEPTHBIAS, 0x3C23D70A}, {CRenderState::POINTSIZE, 0x40A00000},
-        {CRenderState::SCISSORTESTENABLE, 1}, {CRenderState::CULLMODE, 1},
+        {CRenderState::ZENABLE, 1},
+        {CRenderState::ALPHABLENDENABLE, 1},
+        {CRenderState::SRCBLEND, 14},
+        {CRenderState::DESTBLEND, 6},
+        {CRenderState::BLENDFACTOR, 0xFF80C0E0},
+        {CRenderState::SRCBLENDALPHA, 3},
+        {CRenderState::ALPHATESTENABLE, 1},
+        {CRenderState::ALPHAFUNC, 5},
+        {CRenderState::ALPHAREF, 0x10},
+        {CRenderState::FOGENABLE, 1},
+        {CRenderState::FOGVERTEXMODE, 3},
+        {CRenderState::FOGCOLOR, 0xFF40FF},
+        {CRenderState::FOGEND, 0x40000000},
+        {CRenderState::STENCILENABLE, 1},
+        {CRenderState::STENCILFUNC, 3},
+        {CRenderState::STENCILMASK, 0x0F},
+        {CRenderState::STENCILREF, 0x13},
+        {CRenderState::STENCILPASS, 7},
+        {CRenderState::STENCILFAIL, 6},
+        {CRenderState::STENCILZFAIL, 3},
+        {CRenderState::LIGHTING, 1},
+        {CRenderState::AMBIENT, 0xFF404040},
+        {CRenderState::SPECULARENABLE, 1},
+        {CRenderState::CLIPPLANEENABLE, 1},
+        {CRenderState::TEXTUREFACTOR, 0xFFC0A0FF},
+        {CRenderState::DEPTHBIAS, 0x3C23D70A},
+        {CRenderState::POINTSIZE, 0x40A00000},
+        {CRenderState::SCISSORTESTENABLE, 1},
+        {CRenderState::CULLMODE, 1},
     };
-    auto const set = [this](int state, std::uint32_t value) { (System().*CRenderState::GetDeviceSetter(state))(value); };
+    auto const set = [this](int state, std::uint32_t value) {
+        (System().*CRenderState::GetDeviceSetter(state))(value);
+    };
     std::map<int, std::uint32_t> base;
     for (int state = 1; state <= CRenderState::LAST_STATE; ++state)
         base[state] = static_cast<std::uint32_t>(
@@ -270,10 +291,10 @@ TEST_F(GLStateSequence, SendsEachRenderStateAgainWhenItAloneChanges) {
     Picture const plain = Finish(contents);
     std::set<int> visible;
     for (auto const& [state, value] : base) {
-        bool const unused = (state >= CRenderState::WRAP0 && state <= CRenderState::WRAP7) ||
-                            (state >= CRenderState::WRAP8 && state <= CRenderState::WRAP15) ||
-                            (state >= CRenderState::MINTESSELLATIONLEVEL &&
-                             state <= CRenderState::ENABLEADAPTIVETESSELLATION);
+        bool const unused =
+            (state >= CRenderState::WRAP0 && state <= CRenderState::WRAP7) ||
+            (state >= CRenderState::WRAP8 && state <= CRenderState::WRAP15) ||
+            (state >= CRenderState::MINTESSELLATIONLEVEL && state <= CRenderState::ENABLEADAPTIVETESSELLATION);
         if (unused) continue; // no counterpart on this device
         for (std::uint32_t const other : {0u, 2u}) {
             if (other == value) continue;

@@ -61,6 +61,16 @@ testing::AssertionResult Matches(Picture const& picture, Picture const& expected
                           test ? std::string(test->test_suite_name()) + "." + test->name() : "picture");
 }
 
+testing::AssertionResult MatchesReference(Picture const& picture, std::string const& name, Tolerance tolerance) {
+    std::string const path = std::string(QK3D_REFERENCE_FOLDER) + "/" + name + ".png";
+    if (std::getenv("QK3D_WRITE_REFERENCES"))
+        return testing::AssertionFailure()
+               << (gltest::SavePng(picture, path) ? "written, to be looked at : " : "cannot be written : ") << path;
+    Picture reference;
+    if (!gltest::LoadPicture(path, reference)) return testing::AssertionFailure() << "there is no " << path;
+    return Matches(picture, reference, tolerance);
+}
+
 Shape::Shape(CRenderSystem& system, EShapeType type, Fields const& fields, void const* data, std::size_t bytes)
     : m_system(system) {
     CVertexDeclaration* const declaration = vertices.GetVertexDeclaration();
@@ -138,8 +148,8 @@ void GLTest::Stop() {
 void GLTest::ForgetPlugin() { g_options.clear(); }
 
 void GLTest::TearDownTestSuite() {
-    Stop();
-    CQK3DMain::GetQK3DMain().Clear();
+    CQK3DMain::GetQK3DMain().Clear(); // plug-ins go last there, after whatever holds objects of theirs
+    ForgetPlugin();
 }
 
 void GLTest::SetUp() {

@@ -28,6 +28,10 @@ Picture ReadTexture(qk3d::CTexture& texture);
 /// As gltest::IsLike, with the running test as the name.
 testing::AssertionResult Matches(Picture const& picture, Picture const& expected, Tolerance tolerance = {});
 
+/// The same against reference/<name>.png. With QK3D_WRITE_REFERENCES in the environment the picture is written there
+/// instead, and the test fails so that nobody takes it for a pass.
+testing::AssertionResult MatchesReference(Picture const& picture, std::string const& name, Tolerance tolerance);
+
 /// A vertex in pixels of the target, and one in space. Fields lie as the declarations below say.
 struct ScreenVertex {
     float x, y, z, w;

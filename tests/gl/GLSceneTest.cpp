@@ -1,0 +1,242 @@
+// GLSceneTest.cpp: whole frames of the engine on the device: meshes, materials from scripts, render textures, overlays.
+#include "GLTestDevice.h"
+
+#include "QK3DCamera.h"
+#include "QK3DEntity.h"
+#include "QK3DMain.h"
+#include "QK3DMaterial.h"
+#include "QK3DMesh.h"
+#include "QK3DOverlayItem.h"
+#include "QK3DOverlayManager.h"
+#include "QK3DResourceSystem.h"
+#include "QK3DSceneManager.h"
+#include "QK3DSceneNode.h"
+#include "QK3DViewport.h"
+
+#include <array>
+#include <cstring>
+#include <json/value.h>
+#include <random>
+
+using namespace qk3d;
+
+namespace {
+/// Lit and textured, with fog; the second pass adds a rim of the texture's alpha.
+char const kBoxMaterial[] = R"({"Technique": [{"Pass": [
+    {"RenderState": {"AMBIENT": [255, 60, 60, 70], "SPECULARENABLE": true, "NORMALIZENORMALS": true,
+                     "FOGENABLE": true, "FOGCOLOR": [255, 40, 50, 90], "FOGTABLEMODE": "LINEAR",
+                     "FOGSTART": 3.0, "FOGEND": 9.0},
+     "Texture": [{"Type": "CTexture", "Name": "checks", "UseExist": true,
+                  "SamplerState": {"MINFILTER": "LINEAR", "MAGFILTER": "LINEAR", "MIPFILTER": "LINEAR"}}]},
+    {"RenderState": {"LIGHTING": false, "ALPHABLENDENABLE": true, "SRCBLEND": "SRCALPHA", "DESTBLEND": "ONE",
+                     "ZFUNC": "EQUAL", "ZWRITEENABLE": false, "TEXTUREFACTOR": [255, 90, 60, 0]},
+     "Texture": [{"Type": "CTexture", "Name": "checks", "UseExist": true,
+                  "TextureState": {"COLOROP": "SELECTARG1", "COLORARG1": "TFACTOR", "ALPHAOP": "SELECTARG1",
+                                   "ALPHAARG1": "TEXTURE"}}]}]}]})";
+
+class GLScene : public GLTest {
+protected:
+    void SetUp() override {
+        GLTest::SetUp();
+        if (!m_system) return;
+        // The state of a device that nobody has touched.
+        System().SetLighting(1);
+        System().SetCullMode(3);
+        System().SetZEnable(1);
+    }
+
+    void TearDown() override {
+        auto& engine = CQK3DMain::GetQK3DMain();
+        if (m_system) Screen().RemoveAllOverlayItem();
+        if (m_system) Screen().RemoveAllViewport();
+        m_held.clear();
+        engine.DestoryAllSceneManager();
+        CQK3DMain::GetOverlayManager().DestroyAllOverlayItem();
+        CQK3DMain::GetResourceSystem().DestroyAllResources();
+        GLTest::TearDown();
+    }
+
+    template <class T>
+    _ResourceSharePtr<T> Create(char const* type, string const& name) {
+        qklib::CSharePtr<CResourceLoader> noLoader;
+        _ResourceSharePtr<T> resource = CQK3DMain::GetResourceSystem().CreateResource(type, "", name, false, noLoader);
+        m_held.push_back(resource);
+        return resource;
+    }
+
+    void MakeChecks() {
+        auto texture = Create<CTexture>("CTexture", "checks");
+        texture->SetRenderSystem(m_system);
+        texture->SetWidth(32);
+        texture->SetHeight(32);
+        texture->SetPixelFormat(PF_A8R8G8B8);
+        texture->SetMipLevels(0);
+        ASSERT_TRUE(texture->Load());
+        Picture checks(32, 32);
+        for (unsigned y = 0; y < 32; ++y)
+            for (unsigned x = 0; x < 32; ++x)
+                checks.At(x, y) = (x / 4 + y / 4) % 2 ? 0xFFF0E0C0 : (x < 16 ? 0x008040C0u : 0x0040A060u);
+        CPixelBox const box(0, 0, 32, 32, PF_A8R8G8B8, checks.pixels.data(), 128, 0);
+        ASSERT_TRUE(texture->GetPixelBuffer()->BlitFromMemory(box));
+    }
+
+    void MakeBox() {
+        auto mesh = Create<CMesh>("CMesh", "box");
+        mesh->SetRenderSystem(m_system);
+        mesh->MakeSureLoaded();
+        CSubMesh* const part = mesh->CreateSubMesh(false);
+        CVertexData* const data = part->GetVertexData();
+        CVertexDeclaration* const declaration = data->GetVertexDeclaration();
+        declaration->AddElement(0, VET_FLOAT3, VES_POSITION);
+        declaration->AddElement(0, VET_FLOAT3, VES_NORMAL);
+        declaration->AddElement(0, VET_FLOAT2, VES_TEXCOORD);
+        std::vector<float> vertices;
+        std::vector<std::uint16_t> indices;
+        for (int face = 0; face < 6; ++face) {
+            // Axes of the face: n looks out; u and v span it so that the corners below run clockwise seen from outside.
+            int const axis = face % 3;
+            float const side = face < 3 ? 1.0f : -1.0f;
+            auto const first = static_cast<std::uint16_t>(vertices.size() / 8);
+            for (auto const& [u, v] : {std::pair(-1.0f, -1.0f), {-1.0f, 1.0f}, {1.0f, 1.0f}, {1.0f, -1.0f}}) {
+                std::array<float, 3> position = {}, normal = {};
+                position[static_cast<std::size_t>(axis)] = normal[static_cast<std::size_t>(axis)] = side;
+                position[static_cast<std::size_t>((axis + 1) % 3)] = v * side;
+                position[static_cast<std::size_t>((axis + 2) % 3)] = u;
+                vertices.insert(vertices.end(), position.begin(), position.end());
+                vertices.insert(vertices.end(), normal.begin(), normal.end());
+                vertices.insert(vertices.end(), {u * 0.5f + 0.5f, 0.5f - v * 0.5f});
+            }
+            for (int const corner : {0, 1, 2, 0, 2, 3}) indices.push_back(static_cast<std::uint16_t>(first + corner));
+        }
+        auto& manager = *System().GetHardwareBufferManager();
+        auto buffer = manager.CreateVertexBuffer(32, 24, CHardwareBuffer::HBU_STATIC, false, false);
+        ASSERT_TRUE(buffer->Create());
+        buffer->WriteData(0, vertices.size() * sizeof(float), vertices.data(), true);
+        data->GetVertexBufferBinding()->SetSource(0, buffer);
+        data->SetVertexNum(24);
+        auto indexBuffer =
+            manager.CreateIndexBuffer(CHardwareIndexBuffer::IT_16BIT, 36, CHardwareBuffer::HBU_STATIC, false, false);
+        ASSERT_TRUE(indexBuffer->Create());
+        indexBuffer->WriteData(0, 72, indices.data(), true);
+        part->CreateIndexData();
+        part->GetIndexData()->SetIndexBuffer(indexBuffer);
+        part->GetIndexData()->SetIndexNum(36);
+        part->SetMaterialName("box material");
+    }
+
+    CEntity* AddBox(CSceneManager& scene, string const& name, Vector3 const& place, float angle) {
+        CEntity* const entity = scene.CreateEntity("CEntity", name);
+        _ResourceSharePtr<CMesh> mesh = CQK3DMain::GetResourceSystem().GetResource("CMesh", "box");
+        entity->SetMesh(mesh);
+        entity->SetSubEntityMaterialName("box material");
+        CSceneNode* const node = scene.CreateSceneNode(name);
+        scene.GetRootSceneNode()->AddChild(node);
+        node->RotateY(angle);
+        node->RotateX(angle * 0.5f);
+        node->Translation(place);
+        node->AttachMovableObject(entity);
+        return entity;
+    }
+
+    std::vector<ResourceSharePtr> m_held;
+};
+} // namespace
+
+TEST_F(GLScene, DrawsOverlaysToTheByte) {
+    auto& overlays = CQK3DMain::GetOverlayManager();
+    COverlayItem* const item = overlays.CreateOverlayItem("item", 5, 7, 20, 12, 0);
+    ASSERT_TRUE(item);
+    item->SetTexture("Blank");
+    item->SetRenderSystem(m_system);
+    Screen().AddOverlayItem(item);
+    overlays.Update();
+    ASSERT_TRUE(item->GetTexture());
+    Picture noise(20, 12);
+    std::mt19937 random(7);
+    for (auto& pixel : noise.pixels) pixel = static_cast<std::uint32_t>(random()) | 0xFF000000;
+    CPixelBox const box(0, 0, 20, 12, PF_A8R8G8B8, noise.pixels.data(), 80, 0);
+    _ResourceSharePtr<CTexture> texture = item->GetTexture();
+    ASSERT_TRUE(texture->GetPixelBuffer()->BlitFromMemory(box));
+    overlays.Update();
+    Screen().SetBackgroundColor(color(0xFF102030));
+    ASSERT_TRUE(System().UpdateAllRenderTarget(1));
+    Picture expected(kSize, kSize, 0xFF102030);
+    for (unsigned y = 0; y < 12; ++y)
+        for (unsigned x = 0; x < 20; ++x) expected.At(5 + x, 7 + y) = noise.At(x, y);
+    EXPECT_TRUE(Matches(Read(), expected));
+
+    item->SetColor(color(0x00FFFFFF)); // wholly transparent, and 0 fails the alpha test
+    ASSERT_TRUE(System().UpdateAllRenderTarget(2));
+    EXPECT_TRUE(Matches(Read(), Picture(kSize, kSize, 0xFF102030)));
+}
+
+TEST_F(GLScene, DrawsAFrameAsItDidBefore) {
+    CRenderWindow* const window = System().CreateRenderWindow("scene", 160, 120, PF_X8R8G8B8, false);
+    ASSERT_TRUE(window);
+    window->SetBackgroundColor(color(0xFF28325A));
+    MakeChecks();
+    MakeBox();
+    auto material = Create<CMaterial>("CMaterial", "box material");
+    ASSERT_TRUE(material->SetFromScript(kBoxMaterial));
+    material->Load();
+
+    CSceneManager* const scene = CQK3DMain::GetQK3DMain().CreateSceneManager("CSceneManager", "scene");
+    ASSERT_TRUE(scene);
+    CEntity* const boxes[] = {AddBox(*scene, "near", {-1.2f, -0.4f, 0.5f}, 0.6f),
+                              AddBox(*scene, "middle", {1.4f, 0.2f, 2}, -0.5f),
+                              AddBox(*scene, "far", {-0.5f, 2.2f, 5}, 1.1f)};
+    CCamera* const camera = scene->CreateCamera("camera");
+    camera->SetViewParams(Vector3(0, 1.5f, -4), Vector3(0, 0.3f, 1), Vector3(0, 1, 0));
+    camera->SetProjParams(0.9f, 4.0f / 3, 0.5f, 50);
+    Json::Value light, surface;
+    light["Index"] = 0;
+    light["Enable"] = true;
+    light["Type"] = "DIRECTIONAL";
+    for (double const number : {0.5, -1.0, 0.7}) light["Direction"].append(number);
+    for (double const number : {0.9, 0.85, 0.8}) light["Diffuse"].append(number);
+    for (int i = 0; i < 3; ++i) light["Specular"].append(0.6), surface["Specular"].append(1);
+    surface["Power"] = 12;
+    ASSERT_TRUE(System().UnusualCall("SetLight", &light, nullptr));
+    ASSERT_TRUE(System().UnusualCall("SetMaterial", &surface, nullptr));
+
+    // The same scene from above, in a texture that an overlay shows in the corner.
+    auto mirror = MakeTargetTexture("mirror", 48, 36, PF_X8R8G8B8);
+    m_held.push_back(mirror);
+    CRenderTexture* const target = mirror->GetRenderTexture();
+    ASSERT_TRUE(target);
+    target->SetBackgroundColor(color(0xFF604020));
+    CCamera* const above = scene->CreateCamera("above");
+    above->SetViewParams(Vector3(0, 9, 2), Vector3(0, 0, 2), Vector3(0, 0, 1));
+    above->SetProjParams(0.9f, 4.0f / 3, 0.5f, 50);
+    CViewport* const viewports[] = {window->AddViewport(camera, 0, 0.0f, 0.0f, 1.0f, 1.0f),
+                                    target->AddViewport(above, 0, 0.0f, 0.0f, 1.0f, 1.0f)};
+    for (CViewport* const viewport : viewports)
+        for (CEntity* const box : boxes) viewport->AddMovableObject(box);
+    COverlayItem* const panel = CQK3DMain::GetOverlayManager().CreateOverlayItem("panel", 108, 4, 48, 36, 0);
+    panel->SetTexture(mirror);
+    panel->SetColor(color(0xE0FFFFFF));
+    window->AddOverlayItem(panel);
+
+    scene->UpdateScene();
+    CQK3DMain::GetOverlayManager().Update();
+    ASSERT_TRUE(System().UpdateAllRenderTarget(1));
+    Picture const first = ReadTarget(*window);
+    // Devices differ where an edge cuts a pixel and in the last bits of lighting and filtering.
+    EXPECT_TRUE(MatchesReference(first, "scene", {6, 0.01}));
+
+    Json::Value statistics;
+    ASSERT_TRUE(System().UnusualCall("GetStatistics", nullptr, &statistics));
+    auto const compilations = statistics["Compilations"].asUInt64();
+    for (long long time = 2; time < 5; ++time) ASSERT_TRUE(System().UpdateAllRenderTarget(time));
+    EXPECT_TRUE(Matches(ReadTarget(*window), first)) << "a later frame of a still scene";
+    ASSERT_TRUE(System().UnusualCall("GetStatistics", nullptr, &statistics));
+    EXPECT_EQ(statistics["Compilations"].asUInt64(), compilations);
+
+    // The pixels of "checks" were written once, and the overlay's quad is not written again: all of it comes back.
+    ASSERT_TRUE(System().UnusualCall("LoseDevice", nullptr, nullptr));
+    ASSERT_TRUE(System().UpdateAllRenderTarget(5));
+    EXPECT_TRUE(Matches(ReadTarget(*window), first)) << "after a device loss";
+    window->RemoveAllOverlayItem();
+    window->RemoveAllViewport();
+    target->RemoveAllViewport();
+}
