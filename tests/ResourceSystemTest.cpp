@@ -129,13 +129,15 @@ TEST_F(ResourceSystem, ARenderSystemThatGoesLeavesNoResourceBehind) {
     };
     _ResourceSharePtr<CGPUProgram> held = program("held", &going), other = program("other", &staying);
     program("unused", &going).Release(); // its manager keeps it
+    _ResourceSharePtr<CGPUProgram> behind = program("unused, the next one", &going); // the walk gets there too
     _ResourceSharePtr<CTexture> texture = system.CreateResourceManual("CTexture", "t");
     texture->SetRenderSystem(&going);
     _ResourceSharePtr<CMesh> mesh = system.CreateResourceManual("CMesh", "m");
     mesh->SetRenderSystem(&going);
 
     system.NotifyRenderSystemDestroy(&going);
-    EXPECT_EQ(going.CountOf("ReleasePixelShader"), 2u);
+    EXPECT_EQ(going.CountOf("ReleasePixelShader"), 3u);
+    EXPECT_EQ(behind->GetRenderSystem(), nullptr);
     EXPECT_EQ(staying.CountOf("ReleasePixelShader"), 0u);
     EXPECT_FALSE(system.IsResourceExist("CGPUProgram", "unused"));
     EXPECT_EQ(held->GetLoadingState(), LOADSTATE_PREPARED);
