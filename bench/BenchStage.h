@@ -22,6 +22,7 @@ namespace bench {
 class Stage {
 public:
     Stage() : m_device("bench") {
+        qk3d::CQK3DMain::GetQK3DMain(); // which brings the creator of entities
         m_window = m_device.CreateRenderWindow("window", 640, 480, qk3d::PF_A8R8G8B8, false);
         m_scene = std::make_unique<qk3d::CSceneManager>("bench");
         qk3d::CCamera* const camera = m_scene->CreateCamera("camera");

@@ -14,10 +14,11 @@ using qk3d::wstring;
 constexpr std::size_t kBytes = 1 << 20;
 constexpr std::size_t kPiece = 32;
 
-// Half its characters Chinese, half ASCII, in the code page, in pieces of 32 bytes that cut no character.
+// Half its characters Chinese, half ASCII, in the code page, in pieces of 32 bytes that cut no character. Trail bytes stay
+// below the few that row 0xD7 leaves without a character.
 std::vector<string> MakePieces(bool chinese) {
     auto random = bench::MakeRandom();
-    std::uniform_int_distribution<int> lead(0xB0, 0xF6), trail(0xA1, 0xFE), ascii(0x20, 0x7E), coin(0, 1);
+    std::uniform_int_distribution<int> lead(0xB0, 0xF6), trail(0xA1, 0xF9), ascii(0x20, 0x7E), coin(0, 1);
     std::vector<string> pieces(kBytes / kPiece);
     for (string& piece : pieces) {
         while (piece.size() < kPiece) {

@@ -1,7 +1,6 @@
-# table.awk: the table of bench/run, from the CSV of Google Benchmark: time, allocations, and the ratio to the limit of the
+# table.awk: the table of bench/run, from the JSON of Google Benchmark: time, allocations, and the ratio to the limit of the
 # same run with the aim beside it.
 BEGIN {
-    FS = ","
     # workload, its limit, aim: the time of the first is at most so many times that of the second
     aim("tree/changed/wide/10000", "tree/floor/wide/10000", 4)
     aim("tree/changed/deep/10000", "tree/floor/deep/10000", 4)
@@ -26,26 +25,24 @@ BEGIN {
 
 function aim(workload, limit, ratio) { limitOf[workload] = limit; aimOf[workload] = ratio }
 
-function column(name) { return name in place ? $(place[name]) : "" }
-
-$1 == "name" { for (i = 1; i <= NF; ++i) { gsub(/"/, "", $i); place[$i] = i } next }
-
-place["real_time"] {
-    gsub(/"/, "", $1)
-    sub(/\/iterations:1$/, "", $1)
-    names[++count] = $1
-    unit = column("time_unit")
-    time[$1] = column("real_time") * (unit == "ms" ? 1e6 : unit == "us" ? 1e3 : 1)
-    allocations[$1] = column("allocs")
-    each[$1] = ""
-    split("ns/node ns/entity ns/particle bytes blocks", counters, " ")
-    for (i = 1; i in counters; ++i) {
-        value = column(counters[i])
-        if (value == "") continue
-        if (counters[i] ~ /^ns/) value *= 1e9
-        each[$1] = each[$1] sprintf(" %.4g %s", value, counters[i])
-    }
+# The report has one member a line: "key": value,
+{
+    if (!match($0, /"[^"]+": /)) next
+    key = substr($0, RSTART + 1, RLENGTH - 4)
+    value = substr($0, RSTART + RLENGTH)
+    gsub(/[",]/, "", value)
 }
+
+key == "name" {
+    sub(/\/iterations:1$/, "", value)
+    name = names[++count] = value
+}
+!count { next }
+key == "cpu_time" { time[name] = value + 0 }
+key == "time_unit" { time[name] *= value == "ms" ? 1e6 : value == "us" ? 1e3 : 1 }
+key == "allocs" { allocations[name] = value + 0 }
+key ~ /^ns\// { each[name] = each[name] sprintf(" %.4g %s", value * 1, key) }
+key == "bytes" || key == "blocks" { each[name] = each[name] sprintf(" %.4g %s", value, key) }
 
 END {
     printf "%-32s %14s %10s  %s\n", "workload", "time, ns", "allocs", "beside its limit"
