@@ -283,6 +283,7 @@ void GLPipeline::UseStage(Stage stage, GLuint program) {
 
 void GLPipeline::ApplyShaders(VertexFeatures const& features) {
     if (!(m_dirty & kUseShaders) && m_features == features) return;
+    if (m_features.preTransformed != features.preTransformed) m_dirty |= kUseClipPlanes;
     m_features = features;
     m_dirty &= ~kUseShaders;
     auto const& [vertex, pixel, geometry] = m_programs;

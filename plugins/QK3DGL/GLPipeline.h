@@ -36,6 +36,7 @@ enum Use : std::uint32_t {
     kUseClipPlanes = 1u << 10,
     kUseTarget = 1u << 11,
     kUseViewport = 1u << 12,
+    kUseClipping = kUseClipPlanes | kUseShaders, // programs write no more distances than planes are on
     kUseAll = (1u << 13) - 1,
 };
 

@@ -249,11 +249,12 @@ void GLPipeline::ApplyScissor() {
 }
 
 void GLPipeline::ApplyClipPlanes() {
-    // A program of the host that writes no distances would be cut by whatever they happen to be.
+    // Where no distances are written, vertices would be cut by whatever they happen to be: so it is with programs of the
+    // host that know nothing of planes, and with vertices in pixels, which have no place in the world.
     GLProgram const* const last = m_programs[static_cast<std::size_t>(Stage::Geometry)]
                                       ? m_programs[static_cast<std::size_t>(Stage::Geometry)]
                                       : m_programs[static_cast<std::size_t>(Stage::Vertex)];
-    bool const written = !last || last->WritesClipDistances();
+    bool const written = last ? last->WritesClipDistances() : !m_features.preTransformed;
     auto const planes = Render(CRenderState::CLIPPLANEENABLE);
     for (unsigned i = 0; i < kClipPlanes; ++i) Enable(GL_CLIP_DISTANCE0 + i, written && (planes >> i & 1) != 0);
 }

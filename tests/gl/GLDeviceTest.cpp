@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <fstream>
 #include <json/value.h>
 #include <memory>
@@ -431,6 +432,38 @@ TEST_F(GLDevice, KeepsWhatIsOutsideOfDepthWithoutClipping) {
     EXPECT_EQ(Read().At(9, 9), kRed);
 }
 
+TEST_F(GLDevice, CutsByPlanesInWorldSpace) {
+    auto in = Parsed({{"Index", 2}, {"Plane", Numbers({-1, 0, 0, 0.5})}}); // x up to 0.5
+    ASSERT_TRUE(System().UnusualCall("SetClipPlane", &in, nullptr));
+    Matrix44 view = Matrix44::IDENTITY;
+    view.m[12] = -0.25f;
+    System().SetViewMatrix(view);
+    Picture expected(kSize, kSize, kBlack);
+    System().SetClipPlaneEnable(1 << 2);
+    DrawQuad(SpaceQuad(-0.75f, 1, 1.25f, -1, kRed));
+    expected.Fill(0, 0, 40, 64, kRed);
+    EXPECT_TRUE(Matches(Read(), expected));
+    DrawQuad(ScreenQuad(0, 0, 64, 8, kBlue)); // pixels have no place in the world
+    expected.Fill(0, 0, 64, 8, kBlue);
+    EXPECT_TRUE(Matches(Read(), expected));
+    System().SetClipPlaneEnable(0);
+    DrawQuad(SpaceQuad(-0.75f, 1, 1.25f, -1, kGreen));
+    EXPECT_TRUE(Matches(Read(), Picture(kSize, kSize, kGreen)));
+}
+
+TEST_F(GLDevice, ShadesFlatByTheFirstVertex) {
+    System().SetShadeMode(1);
+    Draw(ST_TRIANGLELIST,
+         std::vector<ScreenVertex>{
+             {0, 0, 0, 1, kRed, 0, 0}, {64, 0, 0, 1, kGreen, 0, 0}, {0, 64, 0, 1, kBlue, 0, 0}});
+    EXPECT_EQ(Read().At(20, 20), kRed);
+    System().SetShadeMode(2);
+    Draw(ST_TRIANGLELIST,
+         std::vector<ScreenVertex>{
+             {0, 0, 0, 1, kRed, 0, 0}, {64, 0, 0, 1, kGreen, 0, 0}, {0, 64, 0, 1, kBlue, 0, 0}});
+    EXPECT_NE(Read().At(20, 20), kRed);
+}
+
 TEST_F(GLDevice, EncodesOnWritingInSrgb) {
     Clear(kBlack);
     System().SetSRGBWriteEnable(1);
@@ -586,6 +619,19 @@ TEST_F(GLDevice, KeepsTwoSystemsApart) {
     EXPECT_TRUE(Matches(Read(), Picture(kSize, kSize, kRed)));
     CQK3DMain::GetQK3DMain().DestroyRenderSystem("other");
     EXPECT_TRUE(Matches(Read(), Picture(kSize, kSize, kRed)));
+}
+
+TEST_F(GLDevice, RefusesOptionsThatMakeNoSense) {
+    DropSystem();
+    Stop();
+    for (char const* const options : {"[]", "{", R"({"Windows": "SOMETIMES"})", "\xff\xfe"}) {
+        auto const* const data = reinterpret_cast<unsigned char const*>(options);
+        EXPECT_FALSE(CQK3DMain::GetQK3DMain().LoadPlugin("QK3DGL.so", data, static_cast<int>(std::strlen(options))))
+            << options;
+        EXPECT_EQ(TakeErrors().size(), 1u) << options;
+    }
+    ASSERT_TRUE(Start());
+    MakeSystem();
 }
 
 TEST_F(GLDevice, SmoothsEdgesWithSeveralSamplesAndNothingElse) {

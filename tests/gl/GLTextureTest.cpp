@@ -457,6 +457,28 @@ TEST_F(GLTexture, SamplesByItsSamplerState) {
     EXPECT_EQ(Read().At(2, 2), 0x80BCBCBCu);
 }
 
+TEST_F(GLTexture, StretchesATextureOverAPointWithItsTopOnTop) {
+    Picture quarters(2, 2);
+    quarters.pixels = {kRed, kGreen, kBlue, kWhite};
+    auto const texture = MakeTexture(quarters);
+    System().SetTexture(0, true, texture.get());
+    System().SetPointSpriteEnable(1);
+    System().SetPointSize(FloatBits(16));
+    auto target = MakeTargetTexture("sprites", kSize, kSize, PF_A8R8G8B8);
+    for (CRenderTarget* const into :
+         {static_cast<CRenderTarget*>(m_screen), static_cast<CRenderTarget*>(target->GetRenderTexture())}) {
+        Activate(*into);
+        Clear();
+        Draw(ST_POINTLIST, std::vector<ScreenVertex>{{32, 24, 0, 1, kWhite, 0, 0}});
+        Picture const picture = ReadTarget(*into);
+        EXPECT_EQ(picture.At(26, 18), kRed);
+        EXPECT_EQ(picture.At(38, 18), kGreen);
+        EXPECT_EQ(picture.At(26, 30), kBlue);
+        EXPECT_EQ(picture.At(38, 30), kWhite);
+        EXPECT_EQ(picture.At(42, 24), kBlack);
+    }
+}
+
 TEST_F(GLTexture, LetsGoOfTexturesThatDieWhileBound) {
     auto texture = MakeTexture(Picture(4, 4, kGreen));
     System().SetTexture(0, true, texture.get());
