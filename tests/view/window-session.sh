@@ -55,9 +55,11 @@ export DISPLAY
 
 "$viewer" --window --scene scene.json --size 400x300 --out shot.png >viewer.log 2>&1 &
 pid=$!
-wait_for xdotool search --name view || fail "no window"
-window=$(xdotool search --name view | head -1)
-xdotool windowfocus "$window" mousemove --window "$window" 200 150
+# There first, then seen, and only then does it take the keyboard.
+wait_for xdotool search --onlyvisible --name view || fail "no window"
+window=$(xdotool search --onlyvisible --name view | head -1)
+wait_for xdotool windowfocus "$window" || fail "the window takes no keys"
+xdotool mousemove --window "$window" 200 150
 sleep 1
 
 shoot start
