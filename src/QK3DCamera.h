@@ -89,7 +89,8 @@ public:
     float GetZWithScreenXYAndDeviceY(float sx, float sy, float deviceY, unsigned int screenWidth,
                                      unsigned int screenHeight) const;
     /// Sizes, never negative: of `width` pixels from the left side of the line `sy`, seen at this z, and so on.
-    float ScreenWidthToDevice(float sy, float z, float width, unsigned int screenWidth, unsigned int screenHeight) const;
+    float ScreenWidthToDevice(float sy, float z, float width, unsigned int screenWidth,
+                              unsigned int screenHeight) const;
     float ScreenHeightToDevice(float sx, float z, float height, unsigned int screenWidth,
                                unsigned int screenHeight) const;
     unsigned int DeviceWidthToScreen(float y, float z, float width, unsigned int screenWidth,

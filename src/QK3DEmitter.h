@@ -121,9 +121,9 @@ private:
     void DrawObjects(CRenderSystem* renderSystem, CTechnique& technique);
     void DrawWithPass(CRenderSystem* renderSystem, CPass const* pass);
 
-    std::size_t m_firstDead = 0;              // what lies before it was born again in this update
-    std::vector<std::size_t> m_dying;         // places of those whose life ended in this update
-    unsigned int m_generation = 0;            // raised when the lists are emptied, so that walks over them notice
+    std::size_t m_firstDead = 0;      // what lies before it was born again in this update
+    std::vector<std::size_t> m_dying; // places of those whose life ended in this update
+    unsigned int m_generation = 0;    // raised when the lists are emptied, so that walks over them notice
     bool m_isUpdating = false;
 };
 } // namespace qk3d

@@ -51,12 +51,14 @@ void CEmitter::DrawObjects(CRenderSystem* renderSystem, CTechnique& technique) {
     }
 
     // Colours and texture matrices went to the device past its records of the states.
-    if (lastPass && lastPass->GetRenderState() != nullptr && lastPass->GetRenderState()->IsStateSet(CRenderState::TEXTUREFACTOR))
+    if (lastPass && lastPass->GetRenderState() != nullptr &&
+        lastPass->GetRenderState()->IsStateSet(CRenderState::TEXTUREFACTOR))
         lastPass->GetRenderState()->SetRenderState(CRenderState::TEXTUREFACTOR, renderSystem);
     else
         renderSystem->ResetRenderStateToDefault(CRenderState::TEXTUREFACTOR);
     if (int const stages = renderSystem->GetTextureStageNum(); stages > 0)
-        renderSystem->ResetTextureStateToDefault(0, static_cast<unsigned int>(stages) - 1, CTextureState::TRANSFORMMATRIX);
+        renderSystem->ResetTextureStateToDefault(0, static_cast<unsigned int>(stages) - 1,
+                                                 CTextureState::TRANSFORMMATRIX);
 }
 
 void CEmitter::DrawWithPass(CRenderSystem* renderSystem, CPass const* pass) {
@@ -74,7 +76,8 @@ void CEmitter::DrawWithPass(CRenderSystem* renderSystem, CPass const* pass) {
         renderSystem->SetTextureFactor(static_cast<unsigned int>(particle.GetColor()));
         unsigned int const matrixNum = std::min(particle.GetTextureMatrixNum(), stageNum);
         for (unsigned int stage = 0; stage < matrixNum; ++stage)
-            if (Matrix44* const matrix = particle.GetTextureTransform(stage)) renderSystem->SetTransformMatrix(stage, matrix);
+            if (Matrix44* const matrix = particle.GetTextureTransform(stage))
+                renderSystem->SetTransformMatrix(stage, matrix);
         if (subMeshNum == 1) {
             renderSystem->Render(m_renderOperation);
             continue;

@@ -10,7 +10,8 @@ namespace qk3d {
 ///
 /// The list may change while it is told, and so may its owner: a listener added during a notification is heard from the
 /// next one on, a removed one is not called any more, and a listener may destroy the list together with its owner.
-template <class T> class CListenerList {
+template <class T>
+class CListenerList {
 public:
     CListenerList() = default;
     CListenerList(CListenerList const&) noexcept {}
@@ -54,7 +55,8 @@ public:
 
     /// Calls `tell(listener)` for each listener in the order of adding. False when a listener destroyed this list: its
     /// owner is gone then too, and the caller must not touch it again.
-    template <class Tell> bool Notify(Tell&& tell) {
+    template <class Tell>
+    bool Notify(Tell&& tell) {
         if (!m_list) return true;
         Walk walk(m_list);
         while (walk.list && walk.next < walk.end) tell(walk.list->listeners[walk.next++]);

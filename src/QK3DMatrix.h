@@ -69,8 +69,8 @@ struct Matrix44 {
     static Matrix44 const IDENTITY;
 
     constexpr Matrix44() = default;
-    constexpr Matrix44(float m0, float m1, float m2, float m3, float m4, float m5, float m6, float m7, float m8, float m9,
-                       float m10, float m11, float m12, float m13, float m14, float m15)
+    constexpr Matrix44(float m0, float m1, float m2, float m3, float m4, float m5, float m6, float m7, float m8,
+                       float m9, float m10, float m11, float m12, float m13, float m14, float m15)
         : m{m0, m1, m2, m3, m4, m5, m6, m7, m8, m9, m10, m11, m12, m13, m14, m15} {}
     /// Copies sixteen floats.
     explicit Matrix44(float const* elements);
@@ -152,7 +152,8 @@ inline Matrix33 operator*(float s, Matrix33 const& a) { return a * s; }
 inline Matrix33 operator*(Matrix33 const& a, Matrix33 const& b) {
     Matrix33 result;
     for (int r = 0; r < 9; r += 3)
-        for (int c = 0; c < 3; ++c) result.m[r + c] = a.m[r] * b.m[c] + a.m[r + 1] * b.m[c + 3] + a.m[r + 2] * b.m[c + 6];
+        for (int c = 0; c < 3; ++c)
+            result.m[r + c] = a.m[r] * b.m[c] + a.m[r + 1] * b.m[c + 3] + a.m[r + 2] * b.m[c + 6];
     return result;
 }
 inline Matrix33 const& Matrix33::operator*=(Matrix33 const& other) { return *this = *this * other; }
@@ -237,7 +238,8 @@ inline Matrix44 const& Matrix44::operator*=(Matrix44 const& other) { return *thi
 inline Matrix44 operator*(Matrix44 const& a, Matrix33 const& b) {
     Matrix44 result = a;
     for (int r = 0; r < 16; r += 4)
-        for (int c = 0; c < 3; ++c) result.m[r + c] = a.m[r] * b.m[c] + a.m[r + 1] * b.m[c + 3] + a.m[r + 2] * b.m[c + 6];
+        for (int c = 0; c < 3; ++c)
+            result.m[r + c] = a.m[r] * b.m[c] + a.m[r + 1] * b.m[c + 3] + a.m[r + 2] * b.m[c + 6];
     return result;
 }
 inline Matrix44 const& Matrix44::operator*=(Matrix33 const& other) { return *this = *this * other; }

@@ -89,8 +89,8 @@ protected:
     bool _LoadImpl() override;
     bool _UnloadImpl() override;
 
-    std::vector<CSubMesh*> m_subMeshes; // owned
-    CRenderSystem* m_renderSystem;      // not owned
+    std::vector<CSubMesh*> m_subMeshes;       // owned
+    CRenderSystem* m_renderSystem;            // not owned
     CVertexData* m_shareVertexData = nullptr; // owned
 
 private:

@@ -25,9 +25,9 @@ struct Quaternion {
     constexpr bool operator==(Quaternion const& o) const { return x == o.x && y == o.y && z == o.z && w == o.w; }
     constexpr Quaternion operator+() const { return *this; }
     constexpr Quaternion operator-() const { return {-x, -y, -z, -w}; }
-    constexpr Quaternion& operator+=(Quaternion const& o) { x += o.x, y += o.y, z += o.z, w += o.w; return *this; }
-    constexpr Quaternion& operator-=(Quaternion const& o) { x -= o.x, y -= o.y, z -= o.z, w -= o.w; return *this; }
-    constexpr Quaternion& operator*=(float s) { x *= s, y *= s, z *= s, w *= s; return *this; }
+    constexpr Quaternion& operator+=(Quaternion const& o) { return x += o.x, y += o.y, z += o.z, w += o.w, *this; }
+    constexpr Quaternion& operator-=(Quaternion const& o) { return x -= o.x, y -= o.y, z -= o.z, w -= o.w, *this; }
+    constexpr Quaternion& operator*=(float s) { return x *= s, y *= s, z *= s, w *= s, *this; }
     constexpr Quaternion& operator/=(float s) { return *this *= 1.0f / s; }
     constexpr Quaternion& operator*=(Quaternion const& other);
 
@@ -60,7 +60,9 @@ constexpr Quaternion operator*(Quaternion const& a, Quaternion const& b) {
 }
 constexpr Quaternion& Quaternion::operator*=(Quaternion const& other) { return *this = *this * other; }
 
-constexpr float QuatDot(Quaternion const& a, Quaternion const& b) { return a.x * b.x + a.y * b.y + a.z * b.z + a.w * b.w; }
+constexpr float QuatDot(Quaternion const& a, Quaternion const& b) {
+    return a.x * b.x + a.y * b.y + a.z * b.z + a.w * b.w;
+}
 
 /// The same rotation as `MatBuildRotationAxis`. A zero axis gives no rotation of length 1: (0, 0, 0, cos(angle / 2)).
 QK3D_API Quaternion QuatBuildRotationAxis(Vector3 const& axis, float angle);

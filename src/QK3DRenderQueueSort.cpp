@@ -82,7 +82,9 @@ bool RenderablePass::RenderablePassCmpByPassDesc(RenderablePass const& a, Render
 class CQueueRenderableCollection::CLess {
 public:
     CLess(CQueueRenderableCollection& collection, CCamera* camera, long long time)
-        : m_collection(collection), m_camera(camera), m_time(time),
+        : m_collection(collection),
+          m_camera(camera),
+          m_time(time),
           m_isAscending(collection.m_sortMode == QSM_FRONT_TO_BACK) {}
 
     bool operator()(unsigned int a, unsigned int b) const {

@@ -81,9 +81,8 @@ CMovableObject* CSceneManager::CreateMovableObject(string const& type) {
 
 string CSceneManager::FreeObjectName(string const& type, char const* prefix) const {
     auto const table = m_movableObjects.find(type);
-    return FreeName(prefix, [&](string const& name) {
-        return table != m_movableObjects.end() && table->second.count(name) != 0;
-    });
+    return FreeName(
+        prefix, [&](string const& name) { return table != m_movableObjects.end() && table->second.count(name) != 0; });
 }
 
 CMovableObject* CSceneManager::MakeMovableObject(string const& type, string const& name) {

@@ -44,7 +44,8 @@ CSceneNode* CSceneNode::CreateChildSceneNode(string const& name, Vector3 const& 
 CSceneNode* CSceneNode::CreateChildSceneNode(Vector3 const& position, Quaternion const& rotation) {
     if (!m_sceneManager) return nullptr;
     // A name that is taken would hand out somebody else's node.
-    string const name = FreeName("node", [this](string const& n) { return m_sceneManager->GetSceneNode(n) != nullptr; });
+    string const name =
+        FreeName("node", [this](string const& n) { return m_sceneManager->GetSceneNode(n) != nullptr; });
     return CreateChildSceneNode(name, position, rotation);
 }
 

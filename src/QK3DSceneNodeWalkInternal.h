@@ -9,11 +9,11 @@ namespace qk3d {
 class CSceneNode::CWalk {
 public:
     struct Frame {
-        CSceneNode* node;  // null once it is destroyed
-        std::size_t next;  // among the children, or among the objects
+        CSceneNode* node; // null once it is destroyed
+        std::size_t next; // among the children, or among the objects
         bool isInObjects;
-        bool changed;      // what the update decided about this node
-        bool wasWalked;    // the node's mark before
+        bool changed;   // what the update decided about this node
+        bool wasWalked; // the node's mark before
     };
 
     CWalk() : m_frames(Frames()), m_base(m_frames.size()) {}

@@ -15,7 +15,8 @@ struct SineCosine {
 /// first; an angle that is not finite gives NaN.
 inline SineCosine SampleSineCosine(float angle) {
     float scaled = static_cast<float>(qklib::_Radian2Size) * angle;
-    if (!(std::fabs(scaled) < 2147483648.0f)) scaled = static_cast<float>(std::fmod(qklib::_Radian2Size * angle, 1024.0));
+    if (!(std::fabs(scaled) < 2147483648.0f))
+        scaled = static_cast<float>(std::fmod(qklib::_Radian2Size * angle, 1024.0));
     if (scaled != scaled) return {scaled, scaled};
 
     int const step = static_cast<int>(scaled);

@@ -28,9 +28,9 @@ struct Vector2 {
     constexpr bool operator==(Vector2 const& other) const { return x == other.x && y == other.y; }
     constexpr Vector2 operator+() const { return *this; }
     constexpr Vector2 operator-() const { return {-x, -y}; }
-    constexpr Vector2 const& operator+=(Vector2 const& other) { x += other.x, y += other.y; return *this; }
-    constexpr Vector2 const& operator-=(Vector2 const& other) { x -= other.x, y -= other.y; return *this; }
-    constexpr Vector2 const& operator*=(float s) { x *= s, y *= s; return *this; }
+    constexpr Vector2 const& operator+=(Vector2 const& other) { return x += other.x, y += other.y, *this; }
+    constexpr Vector2 const& operator-=(Vector2 const& other) { return x -= other.x, y -= other.y, *this; }
+    constexpr Vector2 const& operator*=(float s) { return x *= s, y *= s, *this; }
     constexpr Vector2 const& operator/=(float s) { return *this *= 1.0f / s; }
 
     /// The point (x, y, 1) times the matrix, with its translation row; no division.
@@ -68,9 +68,9 @@ struct Vector3 {
     constexpr bool operator==(Vector3 const& other) const { return x == other.x && y == other.y && z == other.z; }
     constexpr Vector3 operator+() const { return *this; }
     constexpr Vector3 operator-() const { return {-x, -y, -z}; }
-    constexpr Vector3 const& operator+=(Vector3 const& o) { x += o.x, y += o.y, z += o.z; return *this; }
-    constexpr Vector3 const& operator-=(Vector3 const& o) { x -= o.x, y -= o.y, z -= o.z; return *this; }
-    constexpr Vector3 const& operator*=(float s) { x *= s, y *= s, z *= s; return *this; }
+    constexpr Vector3 const& operator+=(Vector3 const& o) { return x += o.x, y += o.y, z += o.z, *this; }
+    constexpr Vector3 const& operator-=(Vector3 const& o) { return x -= o.x, y -= o.y, z -= o.z, *this; }
+    constexpr Vector3 const& operator*=(float s) { return x *= s, y *= s, z *= s, *this; }
     constexpr Vector3 const& operator/=(float s) { return *this *= 1.0f / s; }
 
     Vector3 const& operator*=(Matrix33 const& m);
@@ -101,9 +101,9 @@ struct Vector4 {
     constexpr bool operator==(Vector4 const& o) const { return x == o.x && y == o.y && z == o.z && w == o.w; }
     constexpr Vector4 operator+() const { return *this; }
     constexpr Vector4 operator-() const { return {-x, -y, -z, -w}; }
-    constexpr Vector4 const& operator+=(Vector4 const& o) { x += o.x, y += o.y, z += o.z, w += o.w; return *this; }
-    constexpr Vector4 const& operator-=(Vector4 const& o) { x -= o.x, y -= o.y, z -= o.z, w -= o.w; return *this; }
-    constexpr Vector4 const& operator*=(float s) { x *= s, y *= s, z *= s, w *= s; return *this; }
+    constexpr Vector4 const& operator+=(Vector4 const& o) { return x += o.x, y += o.y, z += o.z, w += o.w, *this; }
+    constexpr Vector4 const& operator-=(Vector4 const& o) { return x -= o.x, y -= o.y, z -= o.z, w -= o.w, *this; }
+    constexpr Vector4 const& operator*=(float s) { return x *= s, y *= s, z *= s, w *= s, *this; }
     constexpr Vector4 const& operator/=(float s) { return *this *= 1.0f / s; }
     Vector4 const& operator*=(Matrix44 const& m);
 
@@ -185,15 +185,27 @@ constexpr Vector3 VecCross(Vector3 const& a, Vector3 const& b) {
 constexpr Vector3 operator*(Vector3 const& a, Vector3 const& b) { return VecCross(a, b); }
 
 /// The centre of gravity of a triangle.
-constexpr Vector2 GetBarycenter(Vector2 const& a, Vector2 const& b, Vector2 const& c) { return (a + b + c) * 0.33333334f; }
-constexpr Vector3 GetBarycenter(Vector3 const& a, Vector3 const& b, Vector3 const& c) { return (a + b + c) * 0.33333334f; }
-constexpr Vector4 GetBarycenter(Vector4 const& a, Vector4 const& b, Vector4 const& c) { return (a + b + c) * 0.33333334f; }
+constexpr Vector2 GetBarycenter(Vector2 const& a, Vector2 const& b, Vector2 const& c) {
+    return (a + b + c) * 0.33333334f;
+}
+constexpr Vector3 GetBarycenter(Vector3 const& a, Vector3 const& b, Vector3 const& c) {
+    return (a + b + c) * 0.33333334f;
+}
+constexpr Vector4 GetBarycenter(Vector4 const& a, Vector4 const& b, Vector4 const& c) {
+    return (a + b + c) * 0.33333334f;
+}
 
 /// The angle between two vectors in radians, 0 to pi. The cosine is not clamped: a vector of length 0, or rounding
 /// at nearly parallel vectors, can give a NaN.
-inline float GetAngle(Vector2 const& a, Vector2 const& b) { return std::acos(VecDot(a, b) / (b.Length() * a.Length())); }
-inline float GetAngle(Vector3 const& a, Vector3 const& b) { return std::acos(VecDot(a, b) / (b.Length() * a.Length())); }
-inline float GetAngle(Vector4 const& a, Vector4 const& b) { return std::acos(VecDot(a, b) / (b.Length() * a.Length())); }
+inline float GetAngle(Vector2 const& a, Vector2 const& b) {
+    return std::acos(VecDot(a, b) / (b.Length() * a.Length()));
+}
+inline float GetAngle(Vector3 const& a, Vector3 const& b) {
+    return std::acos(VecDot(a, b) / (b.Length() * a.Length()));
+}
+inline float GetAngle(Vector4 const& a, Vector4 const& b) {
+    return std::acos(VecDot(a, b) / (b.Length() * a.Length()));
+}
 
 /// "[x,y]" in fixed notation. The stream's choice between fixed and scientific is reset afterwards.
 QK3D_API std::ostream& operator<<(std::ostream& out, Vector2 const& v);

@@ -48,7 +48,8 @@ TEST_F(Camera, KeepsTheProductOfViewAndProjection) {
     EXPECT_EQ(m_camera.GetViewMatrix(), MatBuildLookAtLH(kEye, kAt, kUp));
     EXPECT_EQ(m_camera.GetProjectionMatrix(), MatBuildPerspectiveFovLH(1, 100, 1.0f, 4.0f / 3));
     auto const expectProduct = [&](char const* what) {
-        EXPECT_EQ(m_camera.GetViewProjectionMatrix(), m_camera.GetViewMatrix() * m_camera.GetProjectionMatrix()) << what;
+        EXPECT_EQ(m_camera.GetViewProjectionMatrix(), m_camera.GetViewMatrix() * m_camera.GetProjectionMatrix())
+            << what;
     };
     expectProduct("perspective");
     m_camera.SetOrthoProjParams(8, 4, 1, 100);
@@ -78,7 +79,8 @@ TEST_F(Camera, TwoDimensionalViews) {
     m_camera.Set2DCameraFillScreen(10.7f, 3, 320, 240, 640, 480, 0, 0);
     EXPECT_TRUE(m_camera.GetViewMatrix().IsIdentity() && m_camera.GetProjectionMatrix().IsIdentity());
     // -(10.7 - 160) and 3 - 120, cut to whole pixels.
-    EXPECT_TRUE(Near(m_camera.GetViewProjectionMatrix(), MatBuildTranslation(149, -117, 0) * MatBuildOrthoLH(320, 240, 0, 1)));
+    EXPECT_TRUE(
+        Near(m_camera.GetViewProjectionMatrix(), MatBuildTranslation(149, -117, 0) * MatBuildOrthoLH(320, 240, 0, 1)));
     m_camera.Set2DCameraFillScreen(NAN, 3e38f, 320, 240, 0, 480, 0, 0); // nothing to map, but nothing undefined either
 }
 

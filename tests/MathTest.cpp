@@ -149,7 +149,8 @@ TEST(MathProducts, EachFormOfVectorByMatrixHasItsOwnRule) {
     EXPECT_EQ(Vector4(1, 2, 3, 1) * m, Vector4(51, 58, 65, 72));
 
     Matrix44 const mixed = m * a; // rows by the 3x3, the right column stays
-    EXPECT_EQ(mixed.GetRow(3), Vector4(13 * 1 + 14 * 4 + 15 * 7, 13 * 2 + 14 * 5 + 15 * 8, 13 * 3 + 14 * 6 + 15 * 9, 16));
+    EXPECT_EQ(mixed.GetRow(3),
+              Vector4(13 * 1 + 14 * 4 + 15 * 7, 13 * 2 + 14 * 5 + 15 * 8, 13 * 3 + 14 * 6 + 15 * 9, 16));
     EXPECT_EQ(mixed.GetCol(3), m.GetCol(3));
     EXPECT_EQ(Matrix44(a), Matrix44(1, 2, 3, 0, 4, 5, 6, 0, 7, 8, 9, 0, 0, 0, 0, 1));
     m.SetRow(1, {0, 0, 0, 0});
@@ -254,7 +255,8 @@ TEST_F(Twin, RotationsAgreeWithEachOtherAndWithDoubles) {
         ASSERT_TRUE(Near(Matrix44(QuatBuildRotationYawPitchRoll(yaw, pitch, roll)), turned, 9 * kTableError));
 
         Quaternion const a = QuatBuildRotationAxis(axis, angle), b = QuatBuildRotationYawPitchRoll(yaw, pitch, roll);
-        ASSERT_TRUE(Near(Matrix44(a * b), Matrix44(b) * Matrix44(a), 16 * kTableError)); // the other way round than matrices
+        ASSERT_TRUE(
+            Near(Matrix44(a * b), Matrix44(b) * Matrix44(a), 16 * kTableError)); // the other way round than matrices
         ASSERT_TRUE(Near(MatBuildRotationX(Vector3::ZERO, angle), MatBuildRotationAxis(Vector3::UNIT_X, angle), 1e-6f));
     }
 }
@@ -265,9 +267,12 @@ TEST_F(Twin, BuildersWithAPointKeepItInPlace) {
         Vector2 const q(p.x, p.y);
         float const a = Number(3), b = Number(3), c = Number(3);
         Matrix44 const builders[] = {
-            MatBuildScale(p, a, b, c),     MatBuildRotationX(p, a),
-            MatBuildRotationY(p, a),       MatBuildRotationZ(p, a),
-            MatBuildShear(p, a, b),        MatBuildShear(p, a, b, c, a, b, c),
+            MatBuildScale(p, a, b, c),
+            MatBuildRotationX(p, a),
+            MatBuildRotationY(p, a),
+            MatBuildRotationZ(p, a),
+            MatBuildShear(p, a, b),
+            MatBuildShear(p, a, b, c, a, b, c),
             MatBuildRotationAxis(p, p + Point(1), a),
         };
         for (auto const& m : builders) ASSERT_TRUE(Near(p * m, p, 3e-5f)) << m << p;

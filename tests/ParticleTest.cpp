@@ -102,8 +102,11 @@ TEST(EmitableObject, LivesFromTheTickAfterItsBirth) {
         long long time;
         bool isAlive, isDead;
         long long aliveTime;
-    } const rows[] = {{99, false, false, -1}, {100, false, false, 0}, {101, true, false, 1},
-                      {150, true, false, 50}, {151, false, true, -1}};
+    } const rows[] = {{99, false, false, -1},
+                      {100, false, false, 0},
+                      {101, true, false, 1},
+                      {150, true, false, 50},
+                      {151, false, true, -1}};
     for (auto const& row : rows) {
         EXPECT_EQ(p.IsAlive(row.time), row.isAlive) << row.time;
         EXPECT_EQ(p.IsDead(row.time), row.isDead) << row.time;

@@ -1,10 +1,10 @@
 // SceneTest.cpp: listener lists, movable objects, the node tree and the scene manager.
+#include "AllocationCount.h"
 #include "QK3DCamera.h"
 #include "QK3DFactory.h"
 #include "QK3DMain.h"
 #include "QK3DSceneManager.h"
 #include "QK3DSceneNode.h"
-#include "AllocationCount.h"
 #include <functional>
 #include <gtest/gtest.h>
 #include <memory>
@@ -242,7 +242,11 @@ TEST(MovableObject, UpdatesAlwaysRunAndMayDestroyTheObject) {
         ObjectListener listener;
         auto const destroy = [victim](auto...) { delete victim; };
         (stage == 0 ? listener.onPer : listener.onPost) = stage == 1 ? std::function<void(CMovableObject*)>() : destroy;
-        if (stage == 1) victim->onUpdate = [destroy] { auto const copy = destroy; copy(); };
+        if (stage == 1)
+            victim->onUpdate = [destroy] {
+                auto const copy = destroy;
+                copy();
+            };
         victim->AddUpdateListener(&listener);
         EXPECT_TRUE(victim->Update(true));
     }
@@ -402,7 +406,8 @@ TEST_F(Scene, AnUpdateSurvivesWhateverItsListenersDo) {
         {"nothing", [] {}, "+Root +a -a +b +c o -c p -b +d -d -Root "},
         {"the node itself goes", [&] { m_scene.DestroySceneNode("b"); }, "+Root +a -a +b +d -d -Root "},
         {"all nodes go", [&] { m_scene.DestroyAllSceneNode(); }, "+Root +a -a +b -Root "},
-        {"one that had its turn goes", [&] { m_scene.DestroySceneNode("a"); }, "+Root +a -a +b +c o -c p -b +d -d -Root "},
+        {"one that had its turn goes", [&] { m_scene.DestroySceneNode("a"); },
+         "+Root +a -a +b +c o -c p -b +d -d -Root "},
         {"one that is to come goes", [&] { m_scene.DestroySceneNode("d"); }, "+Root +a -a +b +c o -c p -b -Root "},
         {"a child of it goes", [&] { m_scene.DestroySceneNode("c"); }, "+Root +a -a +b p -b +d -d -Root "},
         {"it is taken out", [&] { m_root->RemoveChild("b"); }, "+Root +a -a +b +c o -c p -b +d -d -Root "},
@@ -420,7 +425,8 @@ TEST_F(Scene, AnUpdateSurvivesWhateverItsListenersDo) {
     for (auto const& row : rows) {
         for (char const* name : {"a", "b", "d"}) Node(name);
         Node("c", m_scene.GetSceneNode("b"));
-        for (char const* name : {"a", "b", "c", "d", "aa", "bb"}) m_scene.CreateSceneNode(name)->AddUpdateListener(&log);
+        for (char const* name : {"a", "b", "c", "d", "aa", "bb"})
+            m_scene.CreateSceneNode(name)->AddUpdateListener(&log);
         m_root->AddUpdateListener(&log);
         for (auto [name, node] : {std::pair{"o", "c"}, {"p", "b"}}) {
             auto* const object = static_cast<Object*>(m_scene.CreateMovableObject("Object", name));
@@ -495,9 +501,11 @@ TEST_F(Scene, ManagerFindsMakesAndDestroysByName) {
 }
 
 TEST_F(Scene, EveryCameraIsNewAndFound) {
-    CCamera *main = m_scene.CreateCamera("main"), *second = m_scene.CreateCamera("main"), *unnamed = m_scene.CreateCamera("");
+    CCamera *main = m_scene.CreateCamera("main"), *second = m_scene.CreateCamera("main"),
+            *unnamed = m_scene.CreateCamera("");
     EXPECT_EQ(m_scene.GetCamera("main"), main);
-    for (CCamera* camera : {main, second, unnamed}) EXPECT_EQ(m_scene.GetMovableObject("CCamera", camera->GetName()), camera);
+    for (CCamera* camera : {main, second, unnamed})
+        EXPECT_EQ(m_scene.GetMovableObject("CCamera", camera->GetName()), camera);
     EXPECT_EQ(m_scene.GetMovableObject("CCameraX", "main"), nullptr);
     m_scene.DestroyMovableObject("CCamera", "main"); // not for cameras
     EXPECT_TRUE(m_scene.HasCamera("main"));
