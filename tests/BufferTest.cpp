@@ -3,7 +3,7 @@
 #include "QK3DRenderOperation.h"
 #include "QK3DVector.h"
 #include "QK3DVertexData.h"
-#include "QKLog.h"
+#include "TestLog.h"
 #include <algorithm>
 #include <cstring>
 #include <gtest/gtest.h>
@@ -199,13 +199,9 @@ TEST(HardwareBuffer, IsChargedOnceAndOnlyWhileItIsThere) {
     EXPECT_TRUE(manager->CreateVertexBuffer(0, 100, Buffer::HBU_STATIC, false, false).IsNull());
 
     shared->Create();
-    std::string log;
-    qklib::CLoger::SetSink([](qklib::LogRecord const& record, void* user) {
-        *static_cast<std::string*>(user) += std::to_string(record.level) + record.message;
-    }, &log);
+    CTestLog log;
     manager.reset(); // before its buffer, which must not look for it
-    qklib::CLoger::SetSink(nullptr, nullptr);
-    EXPECT_EQ(log, "4CHardwareBufferManager Destroy");
+    EXPECT_EQ(log.TakeLines(), LogLines({{qklib::LOG_INFO, "CHardwareBufferManager Destroy"}}));
     shared->Release();
     EXPECT_EQ(shared->GetManager(), nullptr);
 }
@@ -255,13 +251,9 @@ TEST(PixelBuffer, LocksOnlyBoxesInsideAndOneAtATime) {
     EXPECT_EQ(buffer.Lock(5, 6, Buffer::LM_READONLY), buffer.bytes.data()) << "offsets mean nothing here";
     buffer.Unlock();
 
-    std::string log;
-    qklib::CLoger::SetSink([](qklib::LogRecord const& record, void* user) {
-        *static_cast<std::string*>(user) += std::to_string(record.level) + record.message;
-    }, &log);
+    CTestLog log;
     EXPECT_EQ(buffer.GetLockedBox().m_data, nullptr);
-    qklib::CLoger::SetSink(nullptr, nullptr);
-    EXPECT_EQ(log, "8Did not Locked");
+    EXPECT_EQ(log.TakeLines(), LogLines({{qklib::LOG_WARNING, "Did not Locked"}}));
 }
 
 TEST(PixelBuffer, BytesOfItStayInsideItsMemory) {

@@ -1,5 +1,4 @@
 // MaterialScriptTest.cpp: materials, techniques and passes, from script to device.
-#include "LogCapture.h"
 #include "QK3DGPUProgram.h"
 #include "QK3DMain.h"
 #include "QK3DMaterial.h"
@@ -12,19 +11,13 @@
 #include "QK3DTextureState.h"
 #include "QKJson.h"
 #include "RecordingRenderSystem.h"
+#include "TestFiles.h"
+#include "TestLog.h"
 #include <gtest/gtest.h>
 #include <json/writer.h>
 
 namespace qk3d {
 namespace {
-CSharePtr<CResourceLoader>& NoLoader() { return CSharePtr<CResourceLoader>::GetNullSharePtr(); }
-
-Json::Value Parse(string const& text) {
-    Json::Value value;
-    EXPECT_TRUE(qklib::ParseJson(text, value)) << text;
-    return value;
-}
-
 // The default resource system, with a store of files in memory for all types.
 class MaterialScript : public testing::Test {
 protected:
@@ -42,11 +35,7 @@ protected:
         for (char const* type : kTypes) resources.GetResourceManager(type)->RemoveFileSystem("A");
     }
 
-    void Write(string const& path, string const& text) {
-        auto* const block = static_cast<unsigned char*>(std::malloc(text.size() + 1));
-        std::copy(text.begin(), text.end(), block);
-        ASSERT_TRUE(files->WriteDataToNewFile(path, block, text.size()));
-    }
+    void Write(string const& path, string const& text) { WriteFile(*files, path, text); }
     int CountOf(string const& type) {
         CResourceManager* const manager = resources.GetResourceManager(type);
         return static_cast<int>(std::distance(manager->EnumResourceBegin(), manager->EnumResourceEnd()));
@@ -55,7 +44,7 @@ protected:
         return resources.CreateResource("CMaterial", path, name, false, NoLoader());
     }
 
-    LogCapture log;
+    CTestLog log;
     CResourceSystem& resources = CQK3DMain::GetResourceSystem();
     CSharePtr<CFileSystem> files;
     CRecordingRenderSystem device; // outlives the programs of the pass
@@ -102,16 +91,16 @@ TEST_F(MaterialScript, AStateReferenceMakesABlockOfItsOwnUnlessItAsksForAnExisti
     EXPECT_EQ(file->GetState(CRenderState::ZENABLE), 2u); // inline states go on top of the file
     EXPECT_EQ(file->GetState(CRenderState::CULLMODE), 1u);
     EXPECT_TRUE(read(R"({"Path": "states.txt", "UseExist": true})") == file);
-    EXPECT_EQ(log.Take(), "");
+    EXPECT_EQ(log.TakeText(), "");
 
     auto const missing = read(R"({"Path": "missing.txt", "ZENABLE": "TRUE"})");
     EXPECT_TRUE(missing == nullptr);
-    EXPECT_NE(log.Take().find("Create auto load resource with a unexist file -> rs"), string::npos);
+    EXPECT_NE(log.TakeText().find("Create auto load resource with a unexist file -> rs"), string::npos);
 
     Write("broken.txt", "{");
     auto const broken = read(R"({"Path": "broken.txt", "ZENABLE": "TRUE"})");
     EXPECT_EQ(broken->GetStateNum(), 1u);
-    EXPECT_EQ(log.Take(), "8 CRenderState::_LoadImpl : The RenderState File Error : broken.txt\n");
+    EXPECT_EQ(log.TakeText(), "8 CRenderState::_LoadImpl : The RenderState File Error : broken.txt\n");
 }
 
 TEST_F(MaterialScript, WhatDoesNotResolveLeavesItsSlotAsItWas) {
@@ -342,7 +331,7 @@ TEST_F(MaterialScript, LoadingTellsWhatIsWrongWithAFile) {
         _ResourceSharePtr<CMaterial> material = MakeMaterial("m.txt", "");
         if (row.text.empty()) files->DeleteFileA(string("m.txt"));
         EXPECT_EQ(material->Load(), row.log.empty()) << row.what;
-        EXPECT_EQ(log.Take(), row.log.empty() ? "" : site + row.log + " : m.txt\n") << row.what;
+        EXPECT_EQ(log.TakeText(), row.log.empty() ? "" : site + row.log + " : m.txt\n") << row.what;
         EXPECT_EQ(material->GetTechniqueNum(), row.log.empty() ? 1u : 0u) << row.what;
         material->Unload();
         EXPECT_EQ(material->GetTechniqueNum(), 0u) << row.what;
@@ -351,7 +340,7 @@ TEST_F(MaterialScript, LoadingTellsWhatIsWrongWithAFile) {
         Write("m.txt", good.substr(0, length));
         _ResourceSharePtr<CMaterial> material = MakeMaterial("m.txt", "");
         EXPECT_FALSE(material->Load()) << good.substr(0, length);
-        EXPECT_EQ(log.Take(), site + "Error : m.txt\n");
+        EXPECT_EQ(log.TakeText(), site + "Error : m.txt\n");
         EXPECT_EQ(material->GetTechniqueNum(), 0u);
     }
     EXPECT_EQ(CountOf("CMaterial") + CountOf("CRenderState"), 0);
@@ -431,7 +420,7 @@ TEST_F(MaterialScript, AMaterialFileReachesTheDevice) {
                                     "SetVertexShaderParam a.glsl x 1\n"
                                     "SetColorOP 0 7\n");
     device.SetPass(nullptr);
-    EXPECT_EQ(log.Take(), "");
+    EXPECT_EQ(log.TakeText(), "");
 }
 } // namespace
 } // namespace qk3d

@@ -68,18 +68,23 @@ protected:
     Emitting() {
         g_calls = 0;
         g_onUpdate = nullptr;
-        m_emitter->SetBornTime(0);
-        m_emitter->SetEmitSpeed(10);
-        m_emitter->SetTotalEmitNum(100);
-        m_emitter->SetMaxParticleNum(50);
-        m_emitter->SetEmitableObjectCreateFun(CreateSpark, true);
-        m_scene.GetRootSceneNode()->AttachMovableObject(m_emitter.get());
+        MakeEmitter(100, 50);
     }
     ~Emitting() override {
         m_emitter.reset();
         EXPECT_EQ(g_living, 0); // nothing leaks, nothing goes twice
     }
 
+    // Ten sparks a second from the start, in place of the emitter before.
+    void MakeEmitter(unsigned int total, unsigned int most) {
+        m_emitter = std::make_unique<Emitter>();
+        m_emitter->SetBornTime(0);
+        m_emitter->SetEmitSpeed(10);
+        m_emitter->SetTotalEmitNum(total);
+        m_emitter->SetMaxParticleNum(most);
+        m_emitter->SetEmitableObjectCreateFun(CreateSpark, true);
+        m_scene.GetRootSceneNode()->AttachMovableObject(m_emitter.get());
+    }
     void Goto(long long time) {
         m_scene.GetTimer().GotoTime(time);
         m_scene.UpdateScene();
@@ -90,7 +95,7 @@ protected:
     Spark* At(int index) { return static_cast<Spark*>(m_emitter->EnumAliveParticleBegin()[index]); }
 
     CSceneManager m_scene{"scene"};
-    std::unique_ptr<Emitter> m_emitter = std::make_unique<Emitter>();
+    std::unique_ptr<Emitter> m_emitter;
 };
 } // namespace
 
@@ -186,13 +191,7 @@ TEST_F(Emitting, LimitsAndClocksNeverWrapIntoLargeNumbers) {
         {"detached", [&] { m_emitter->DetachFromSceneNode(); }, 0},
     };
     for (auto const& row : rows) {
-        m_emitter = std::make_unique<Emitter>();
-        m_emitter->SetBornTime(0);
-        m_emitter->SetEmitSpeed(10);
-        m_emitter->SetTotalEmitNum(100);
-        m_emitter->SetMaxParticleNum(50);
-        m_emitter->SetEmitableObjectCreateFun(CreateSpark, true);
-        m_scene.GetRootSceneNode()->AttachMovableObject(m_emitter.get());
+        MakeEmitter(100, 50);
         row.act();
         m_scene.GetTimer().Reset();
         Goto(kSecond);
@@ -299,13 +298,7 @@ TEST_F(Emitting, SurvivesWhatItsObjectsDoToIt) {
     };
     for (auto const& row : rows)
         for (int turn : {0, 3, 7, 12, 15}) { // among the first born, the living, those born again
-            m_emitter = std::make_unique<Emitter>();
-            m_emitter->SetBornTime(0);
-            m_emitter->SetEmitSpeed(10);
-            m_emitter->SetTotalEmitNum(1000);
-            m_emitter->SetMaxParticleNum(8);
-            m_emitter->SetEmitableObjectCreateFun(CreateSpark, true);
-            m_scene.GetRootSceneNode()->AttachMovableObject(m_emitter.get());
+            MakeEmitter(1000, 8);
             int updates = 0;
             g_onUpdate = [&](Spark*) {
                 if (updates++ == turn) row.act();

@@ -1,7 +1,7 @@
 // PixelTest.cpp: the format table, pixel boxes, and the scaler against a slow twin.
 #include "../src/QK3DScalePixelboxInternal.h"
 #include "QK3DPixelBox.h"
-#include "QKLog.h"
+#include "TestLog.h"
 #include <cstdlib>
 #include <cstring>
 #include <gtest/gtest.h>
@@ -90,16 +90,10 @@ TEST(PixelFormat, TellsWhatAFormatIsMadeOf) {
 }
 
 TEST(PixelFormat, LogsAndRefusesWhatIsPastTheTable) {
-    std::string log;
-    qklib::CLoger::SetSink(
-        [](qklib::LogRecord const& record, void* user) {
-            *static_cast<std::string*>(user) += std::to_string(record.level) + record.message + "\n";
-        },
-        &log);
+    CTestLog log;
     EXPECT_EQ(GetPixelFormatBytes(PF_COUNT), std::numeric_limits<unsigned long long>::max());
     EXPECT_FALSE(IsPixelFormatHasAlpha(static_cast<EPixelFormat>(4711)));
-    qklib::CLoger::SetSink(nullptr, nullptr);
-    EXPECT_EQ(log, "16Out of range\n16Out of range\n");
+    EXPECT_EQ(log.TakeLines(), LogLines({{qklib::LOG_ERROR, "Out of range"}, {qklib::LOG_ERROR, "Out of range"}}));
 }
 
 TEST(PixelFormat, ReadsScriptNamesOfFormatsAndFilters) {

@@ -1,16 +1,15 @@
 // ProgramTest.cpp: GPU programs from source to device, and the values of their parameters.
-#include "LogCapture.h"
 #include "QK3DGPUProgram.h"
 #include "QK3DGPUProgramManager.h"
 #include "QK3DMemFileSystem.h"
 #include "RecordingRenderSystem.h"
+#include "TestFiles.h"
+#include "TestLog.h"
 #include <cstring>
 #include <gtest/gtest.h>
 
 namespace qk3d {
 namespace {
-CSharePtr<CResourceLoader>& NoLoader() { return CSharePtr<CResourceLoader>::GetNullSharePtr(); }
-
 char const* const kSource = "uniform vec4 colour;\nuniform mat4 world;\n";
 
 class Program : public testing::Test {
@@ -36,7 +35,7 @@ protected:
         return program;
     }
 
-    LogCapture log;
+    CTestLog log;
     CRecordingRenderSystem device{"one"}, other{"two"};
     CSharePtr<CFileSystem> files;
     CGPUProgramManager manager;
@@ -132,10 +131,10 @@ TEST_F(Program, ACompiledProgramStaysForTheNextOneWhoAsks) {
         using CGPUProgramManager::_NotifyResourceRelease;
     } open;
     ResourceSharePtr const wrong = open.CreateResource("", "w", false, NoLoader());
-    log.Take();
+    log.TakeText();
     open._NotifyResourceRelease(wrong, 0);
-    EXPECT_EQ(log.Take(), "16 CGPUProgramManager::_NotifyResourceRelease : "
-                          "Auto Destroy GPU Program [Something Wrong] -> w, 0\n");
+    EXPECT_EQ(log.TakeText(), "16 CGPUProgramManager::_NotifyResourceRelease : "
+                              "Auto Destroy GPU Program [Something Wrong] -> w, 0\n");
     EXPECT_FALSE(open.IsResourceExist("w"));
 }
 

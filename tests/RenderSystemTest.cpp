@@ -1,5 +1,4 @@
 // RenderSystemTest.cpp: the frame, the targets of a device, and what of them is active.
-#include "LogCapture.h"
 #include "QK3DCamera.h"
 #include "QK3DMatrix.h"
 #include "QK3DRenderTarget.h"
@@ -7,6 +6,7 @@
 #include "QK3DVertexDeclaration.h"
 #include "QK3DViewport.h"
 #include "RecordingRenderSystem.h"
+#include "TestLog.h"
 #include <functional>
 #include <gtest/gtest.h>
 
@@ -209,8 +209,8 @@ TEST_F(RenderSystem, OwnsTheDeviceObjectsOfDeclarationsUntilTheyChange) {
 }
 
 TEST(RenderSystemEnd, IsLoggedLast) {
-    LogCapture log;
+    CTestLog log;
     { CRecordingRenderSystem device("device"); }
-    EXPECT_TRUE(log.Take().ends_with("4 CRenderSystem::~CRenderSystem : CRenderSystem Destroy\n"));
+    EXPECT_TRUE(log.TakeText().ends_with("4 CRenderSystem::~CRenderSystem : CRenderSystem Destroy\n"));
 }
 } // namespace

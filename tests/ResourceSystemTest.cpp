@@ -1,17 +1,16 @@
 // ResourceSystemTest.cpp: managers on demand, loaders, and what happens when a render system or the whole system goes.
-#include "LogCapture.h"
 #include "QK3DGPUProgram.h"
 #include "QK3DMesh.h"
 #include "QK3DResourceSystem.h"
 #include "QK3DTexture.h"
 #include "RecordingRenderSystem.h"
+#include "TestFiles.h"
+#include "TestLog.h"
 #include "TestResource.h"
 #include <gtest/gtest.h>
 
 namespace qk3d {
 namespace {
-CSharePtr<CResourceLoader>& NoLoader() { return CSharePtr<CResourceLoader>::GetNullSharePtr(); }
-
 class CTestSystem : public CResourceSystem {
 public:
     CTestSystem() : CResourceSystem("test") {}
@@ -37,7 +36,7 @@ protected:
         g_system = &system;
         system.AddCreateResourceManagerFun("Test", &MakeTestManager);
     }
-    LogCapture log;
+    CTestLog log;
     HookBook book;
     CRecordingRenderSystem going{"going"}, staying{"staying"}; // outlive the programs that the system keeps
     CTestSystem system;

@@ -1,6 +1,7 @@
 // ResourceTest.cpp: the states of a resource, its handles, and the manager that owns the table.
-#include "LogCapture.h"
 #include "QK3DMemFileSystem.h"
+#include "TestFiles.h"
+#include "TestLog.h"
 #include "TestResource.h"
 #include <gtest/gtest.h>
 #include <map>
@@ -8,8 +9,6 @@
 
 namespace qk3d {
 namespace {
-CSharePtr<CResourceLoader>& NoLoader() { return CSharePtr<CResourceLoader>::GetNullSharePtr(); }
-
 CTestResource& Of(ResourceSharePtr& handle) { return *static_cast<CTestResource*>(static_cast<CResource*>(handle)); }
 
 class CTestLoader : public CResourceLoader {
@@ -33,7 +32,7 @@ private:
 
 class Resource : public testing::Test {
 protected:
-    LogCapture log; // first: managers log as they go
+    CTestLog log; // first: managers log as they go
     HookBook book;
     CTestManager manager{book};
 };
@@ -145,7 +144,7 @@ TEST_F(Resource, ALoaderTakesPartInPreparingManualAndInLoadingAutomaticResources
     EXPECT_TRUE(lonely.GetLoader().IsNull());
     EXPECT_FALSE(lonely.SetLoader(wrong));
     EXPECT_FALSE(manager.CreateResource("p", "n", false, wrong));
-    EXPECT_EQ(log.Take(), "8 CResourceManager::CreateResource : Create resource with a wrong loader -> n p\n");
+    EXPECT_EQ(log.TakeText(), "8 CResourceManager::CreateResource : Create resource with a wrong loader -> n p\n");
 }
 
 TEST_F(Resource, SettersEndWithTheUnpreparedState) {
@@ -239,7 +238,7 @@ TEST_F(Resource, CreationTellsWhyItRefuses) {
         EXPECT_EQ(made ? made->GetName() : "-", row.newName) << row.what;
         EXPECT_EQ(made ? made->GetPath() : "", row.newPath) << row.what;
         EXPECT_EQ(made.GetRef(), made ? 2u : 0u) << row.what;
-        EXPECT_EQ(log.Take(), row.log.empty() ? "" : site + row.log + "\n") << row.what;
+        EXPECT_EQ(log.TakeText(), row.log.empty() ? "" : site + row.log + "\n") << row.what;
     }
     EXPECT_EQ(manager.CreateResource()->GetName().substr(0, 3), "res");
     EXPECT_EQ(manager.Make("")->GetName().size(), 16u);
@@ -255,7 +254,8 @@ TEST_F(Resource, CreationThatMakesTheSameNameOnItsWayKeepsTheFirst) {
     EXPECT_FALSE(manager.Make("r"));
     EXPECT_TRUE(inner && manager.GetResource("r") == inner);
     EXPECT_EQ(book.journal, "~r "); // the second one, half made
-    EXPECT_EQ(log.Take(), "8 CResourceManager::CreateResource : Create resource failed, the resource is valid : r\n");
+    EXPECT_EQ(log.TakeText(),
+              "8 CResourceManager::CreateResource : Create resource failed, the resource is valid : r\n");
 
     manager.onCreate = [] { throw std::runtime_error("creator"); };
     EXPECT_THROW(manager.Make("s"), std::runtime_error);
@@ -422,13 +422,13 @@ TEST_F(Resource, AWrongCountIsLoggedAndTheResourceGoes) {
     manager._NotifyResourceRelease(resource, 2);
     EXPECT_EQ(manager.Names(), "r ");
     manager._NotifyResourceRelease(resource, 0);
-    EXPECT_EQ(log.Take(), "16 CResourceManager::_NotifyResourceRelease : "
-                          "Auto Destroy Resource [Something Wrong] -> r, 0\n");
+    EXPECT_EQ(log.TakeText(), "16 CResourceManager::_NotifyResourceRelease : "
+                              "Auto Destroy Resource [Something Wrong] -> r, 0\n");
     EXPECT_EQ(book.Take(), "~r ");
     EXPECT_EQ(manager.Names(), "");
     EXPECT_TRUE(resource == nullptr);
     manager._NotifyResourceRelease(resource, 0);
-    EXPECT_EQ(log.Take(), "");
+    EXPECT_EQ(log.TakeText(), "");
 }
 
 // The same random life in a manager and in a plain model of it: a name is in the table as long as it has holders.

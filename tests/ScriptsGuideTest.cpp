@@ -1,5 +1,4 @@
 // ScriptsGuideTest.cpp: the scripts of the guide load and do what it says, and the guide names all there is.
-#include "LogCapture.h"
 #include "QK3DGPUProgram.h"
 #include "QK3DMain.h"
 #include "QK3DMaterial.h"
@@ -11,6 +10,7 @@
 #include "QK3DStateWords.h"
 #include "QK3DTexture.h"
 #include "QK3DTextureState.h"
+#include "TestLog.h"
 #include <bit>
 #include <fstream>
 #include <gtest/gtest.h>
@@ -41,7 +41,7 @@ protected:
     ~ScriptsGuide() override {
         resources.DestroyAllResources();
         for (char const* type : kTypes) resources.GetResourceManager(type)->RemoveFileSystem("A");
-        EXPECT_EQ(log.Take(), ""); // no script made anybody complain
+        EXPECT_EQ(log.TakeText(), ""); // no script made anybody complain
     }
 
     template <class T>
@@ -54,7 +54,7 @@ protected:
     }
     CPass& FirstPass(CMaterial& material) { return *material.GetBestTechnique()->GetPass(0); }
 
-    LogCapture log;
+    CTestLog log;
     CResourceSystem& resources = CQK3DMain::GetResourceSystem();
     CSharePtr<CFileSystem> files;
 };

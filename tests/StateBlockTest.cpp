@@ -1,10 +1,11 @@
 // StateBlockTest.cpp: the three state blocks: their store, what scripts set, and what reaches a device.
-#include "LogCapture.h"
 #include "QK3DMatrix.h"
 #include "QK3DMemFileSystem.h"
 #include "QK3DStateWords.h"
 #include "QKJson.h"
 #include "RecordingRenderSystem.h"
+#include "TestFiles.h"
+#include "TestLog.h"
 #include <bit>
 #include <gtest/gtest.h>
 #include <json/writer.h>
@@ -13,14 +14,6 @@
 
 namespace qk3d {
 namespace {
-CSharePtr<CResourceLoader>& NoLoader() { return CSharePtr<CResourceLoader>::GetNullSharePtr(); }
-
-Json::Value Parse(string const& text) {
-    Json::Value value;
-    EXPECT_TRUE(qklib::ParseJson(text, value)) << text;
-    return value;
-}
-
 template <class TBlock>
 class Block : public TBlock {
 public:
@@ -38,7 +31,7 @@ protected:
         CTextureState::InitStringStateMap();
         CSamplerState::InitStringStateMap();
     }
-    LogCapture log;
+    CTestLog log;
 };
 
 TEST_F(StateBlock, BoundsAndCountFollowWhatIsSet) {
@@ -366,12 +359,7 @@ TEST_F(StateBlock, CopiesAreBlocksOfTheirOwn) {
 
 // What loading a file does, for each kind of block.
 template <class TBlock, class TManager>
-void ExpectLoading(LogCapture& log, string const& kind, string const& script, typename TBlock::EState state) {
-    auto const bytes = [](string const& text) {
-        auto* const block = static_cast<unsigned char*>(std::malloc(text.size() + 1));
-        std::copy(text.begin(), text.end(), block);
-        return block;
-    };
+void ExpectLoading(CTestLog& log, string const& kind, string const& script, typename TBlock::EState state) {
     struct {
         char const* what;
         string text;
@@ -399,23 +387,23 @@ void ExpectLoading(LogCapture& log, string const& kind, string const& script, ty
     for (auto const& row : rows) {
         // The file is there when the resource is made, and gone when it is loaded, if it is to be missing.
         string const text = row.text.empty() ? "gone" : row.text;
-        ASSERT_TRUE(files->WriteDataToNewFile(string("f"), bytes(text), text.size()));
+        WriteFile(*files, "f", text);
         _ResourceSharePtr<TBlock> block = manager.CreateResource("f", "b", false, NoLoader());
         if (row.text.empty()) files->DeleteFileA(string("f"));
         EXPECT_EQ(block->Load(), row.isLoaded) << kind << row.what;
         EXPECT_EQ(block->GetStateNum(), row.states) << kind << row.what;
-        EXPECT_EQ(log.Take(), row.log.empty() ? "" : site + row.log + " : f\n") << kind << row.what;
+        EXPECT_EQ(log.TakeText(), row.log.empty() ? "" : site + row.log + " : f\n") << kind << row.what;
         block->Unload();
         EXPECT_EQ(block->GetStateNum(), 0u) << kind << row.what;
     }
 
     // Cut off anywhere, a script is refused and sets nothing.
     for (std::size_t length = 1; length < script.size(); ++length) {
-        files->WriteDataToNewFile(string("f"), bytes(script), length);
+        WriteFile(*files, "f", script.substr(0, length));
         _ResourceSharePtr<TBlock> block = manager.CreateResource("f", "b", false, NoLoader());
         EXPECT_FALSE(block->Load()) << script.substr(0, length);
         EXPECT_EQ(block->GetStateNum(), 0u);
-        EXPECT_EQ(log.Take(), site + "Error : f\n");
+        EXPECT_EQ(log.TakeText(), site + "Error : f\n");
     }
 
     // By code: loading is nothing, unloading still clears.
@@ -430,12 +418,12 @@ void ExpectLoading(LogCapture& log, string const& kind, string const& script, ty
 TEST_F(StateBlock, LoadingTellsWhatIsWrongWithAFile) {
     ExpectLoading<CRenderState, CRenderStateManager>(log, "RenderState", R"({"ZENABLE": "TRUE"})",
                                                      CRenderState::ZENABLE);
-    EXPECT_EQ(log.Take(), "4 CRenderStateManager::~CRenderStateManager : CRenderStateManager Destroy\n"
-                          "4 CMemFileSystem::~CMemFileSystem : CMemFileSystem Destroy\n"
-                          "4 CResourceManager::~CResourceManager : CResourceManager Destroy\n");
+    EXPECT_EQ(log.TakeText(), "4 CRenderStateManager::~CRenderStateManager : CRenderStateManager Destroy\n"
+                              "4 CMemFileSystem::~CMemFileSystem : CMemFileSystem Destroy\n"
+                              "4 CResourceManager::~CResourceManager : CResourceManager Destroy\n");
     ExpectLoading<CSamplerState, CSamplerStateManager>(log, "SamplerState", R"({"MINFILTER": "POINT"})",
                                                        CSamplerState::MINFILTER);
-    log.Take();
+    log.TakeText();
     ExpectLoading<CTextureState, CTextureStateManager>(log, "TextureState", R"({"COLOROP": "ADD"})",
                                                        CTextureState::COLOROP);
 }

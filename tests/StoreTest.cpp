@@ -4,6 +4,7 @@
 #include "QK3DPackageFileSystem.h"
 #include "QK3DText.h"
 #include "TempFolder.h"
+#include "TestFiles.h"
 #include "TestLog.h"
 #include "TestProcessor.h"
 #include "TestZip.h"
@@ -16,13 +17,6 @@ using namespace qk3d;
 using namespace std::string_literals;
 
 namespace {
-// A block that a store may take over.
-unsigned char* Block(string const& bytes) {
-    auto* const block = static_cast<unsigned char*>(std::malloc(bytes.size()));
-    std::memcpy(block, bytes.data(), bytes.size());
-    return block;
-}
-
 // All that a store gives for a path, or "none".
 string ReadAll(CFileSystem const& store, wstring const& path) {
     unsigned char* block = nullptr;
@@ -90,13 +84,13 @@ TEST(MemFileSystem, KeepsTextsWithTheirTerminator) {
 
 TEST(MemFileSystem, TakesBlocksOverAndGivesCopies) {
     CMemFileSystem store;
-    unsigned char* const block = Block("abcd");
+    unsigned char* const block = NewBlock("abcd");
     EXPECT_TRUE(store.WriteDataToNewFile("f", block, 4));
     EXPECT_TRUE(store.WriteDataToNewFile("f", block, 3)) << "the block that it holds already";
     EXPECT_EQ(ReadAll(store, L"f"), "abc");
     EXPECT_TRUE(store.WriteStringToNewFile("f", "xy"s)) << "fits: the block is used again";
     EXPECT_EQ(std::memcmp(block, "xy", 3), 0);
-    EXPECT_TRUE(store.WriteDataToNewFile("f", Block("abcd"), 4));
+    WriteFile(store, "f", "abcd");
 
     unsigned char buffer[8] = {};
     EXPECT_EQ(store.ReadFileAsBinary("f", buffer, 2), 4u) << "what there is, not what was copied";
@@ -122,13 +116,13 @@ TEST(MemFileSystem, NamesAreExact) {
 
 TEST(MemFileSystem, ReadingChangesNothingAndProcessorsDecode) {
     CMemFileSystem store;
-    store.WriteDataToNewFile("big", Block("\xFE\xFF\x4E\x2D"), 4); // has no terminator
+    WriteFile(store, "big", "\xFE\xFF\x4E\x2D"); // has no terminator
     for (int i = 0; i < 2; ++i) {
         wstring text;
         EXPECT_TRUE(store.ReadFileAsString("big", text));
         EXPECT_EQ(text, L"\x4E2D");
     }
-    store.WriteDataToNewFile("f.d", Block("abcd"), 4);
+    WriteFile(store, "f.d", "abcd");
     for (bool const fromData : {false, true}) {
         store.AddFileDataProcessor("D", {new DoublingProcessor(fromData), qklib::PRM_DELETE});
         unsigned char buffer[16] = {};

@@ -1,5 +1,4 @@
 // TextureTest.cpp: textures from files, bytes and nothing, on one device and moved to another, and drawn into.
-#include "LogCapture.h"
 #include "QK3DCamera.h"
 #include "QK3DMatrix.h"
 #include "QK3DOSFileSystem.h"
@@ -13,6 +12,7 @@
 #include "QKJson.h"
 #include "RecordingRenderSystem.h"
 #include "TempFolder.h"
+#include "TestLog.h"
 #include <functional>
 #include <gtest/gtest.h>
 #include <limits>
@@ -359,9 +359,10 @@ TEST_F(TextureTest, LetsTheManagerDropWhatNobodyHolds) {
     EXPECT_FALSE(manager->IsResourceExist("manual"));
 
     texture = MakeBlank("wrong", 4, 4);
-    LogCapture log;
+    CTestLog log;
     manager->_NotifyResourceRelease(texture, 0);
-    EXPECT_EQ(log.Take(), "16 CTextureManager::_NotifyResourceRelease : Auto Destroy Texture [Something Wrong] -> wrong, 0\n");
+    EXPECT_EQ(log.TakeText(), "16 CTextureManager::_NotifyResourceRelease : "
+                              "Auto Destroy Texture [Something Wrong] -> wrong, 0\n");
     EXPECT_FALSE(manager->IsResourceExist("wrong"));
     EXPECT_EQ(texture->GetWidth(), 4u) << "a holder that there is after all keeps it";
 }

@@ -9,8 +9,9 @@
 #include "QK3DResourceSystem.h"
 #include "QK3DTexture.h"
 #include "QK3DVector.h"
-#include "QKLog.h"
 #include "RecordingRenderSystem.h"
+#include "TestFiles.h"
+#include "TestLog.h"
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -23,16 +24,11 @@ using namespace qk3d;
 namespace {
 CResourceSystem& Resources() { return CQK3DMain::GetResourceSystem(); }
 
-void KeepWarnings(qklib::LogRecord const& record, void* user) {
-    if (record.level >= qklib::LOG_WARNING) static_cast<std::vector<std::string>*>(user)->push_back(record.message);
-}
-
 // A device, the plug-in, and a store of memory that both meshes and textures search.
 class Models : public testing::Test {
 protected:
     Models() {
         EXPECT_TRUE(CQK3DMain::GetQK3DMain().LoadPlugin("QK3DModels.so", nullptr, 0));
-        qklib::CLoger::SetSink(&KeepWarnings, &m_warnings);
         auto files = std::make_unique<CMemFileSystem>();
         m_files = files.get();
         qklib::CSharePtr<CFileSystem> handle(files.release(), qklib::PRM_DELETE);
@@ -44,14 +40,9 @@ protected:
         m_loader.Release();
         Resources().GetResourceManager("CMesh")->RemoveFileSystem("memory");
         CQK3DMain::GetQK3DMain().UnloadPlugin("QK3DModels.so");
-        qklib::CLoger::SetSink(nullptr, nullptr);
     }
 
-    void Write(string const& name, std::string const& bytes) {
-        auto* const block = static_cast<unsigned char*>(std::malloc(bytes.size())); // the store's from then on
-        std::memcpy(block, bytes.data(), bytes.size());
-        ASSERT_TRUE(m_files->WriteDataToNewFile(name, block, bytes.size()));
-    }
+    void Write(string const& name, std::string const& bytes) { WriteFile(*m_files, name, bytes); }
 
     // The number of sub-meshes that the file gave.
     unsigned int Load(string const& name) {
@@ -100,11 +91,13 @@ protected:
         return corners;
     }
 
+    std::vector<std::string> TakeWarnings() { return m_log.TakeLines(qklib::LOG_WARNING); }
+
+    CTestLog m_log;
     CRecordingRenderSystem m_device;
     CMemFileSystem* m_files = nullptr; // the mesh manager's
     qklib::CSharePtr<CResourceLoader> m_loader;
     _ResourceSharePtr<CMesh> m_mesh;
-    std::vector<std::string> m_warnings;
 };
 
 // A triangle in the plane z = 2, seen from +z with its corners counter-clockwise, as these files have their fronts.
@@ -244,10 +237,10 @@ TEST_F(Models, WhatCannotBeRightLeavesAnEmptyMeshAndOneWarning) {
         {"points only", "points.obj", "v 0 0 0\nv 1 0 0\np 1 2\n"},
     };
     for (auto const& row : rows) {
-        m_warnings.clear();
         EXPECT_EQ(Load(row.name, row.bytes), 0u) << row.what;
-        ASSERT_EQ(m_warnings.size(), 1u) << row.what;
-        EXPECT_NE(m_warnings[0].find(row.name), std::string::npos) << row.what << ": " << m_warnings[0];
+        std::vector<std::string> const warnings = TakeWarnings();
+        ASSERT_EQ(warnings.size(), 1u) << row.what;
+        EXPECT_NE(warnings[0].find(row.name), std::string::npos) << row.what << ": " << warnings[0];
     }
     EXPECT_EQ(Load("good.gltf", whole), 1u) << "life goes on";
 }
@@ -255,7 +248,7 @@ TEST_F(Models, WhatCannotBeRightLeavesAnEmptyMeshAndOneWarning) {
 TEST_F(Models, ADeviceWithoutRoomLeavesNoHalfMesh) {
     m_device.Refuse("MakeIndexBuffer");
     EXPECT_EQ(Load("triangle.obj", Triangle()), 0u);
-    EXPECT_EQ(m_warnings.size(), 1u);
+    EXPECT_EQ(TakeWarnings().size(), 1u);
 }
 
 TEST_F(Models, TexturesComeOutOfTheStoreOfTheModel) {
@@ -278,11 +271,12 @@ TEST_F(Models, TexturesComeOutOfTheStoreOfTheModel) {
     EXPECT_EQ(std::memcmp(box.m_data, pixels, sizeof pixels), 0);
     texture.GetPixelBuffer()->Unlock();
 
-    m_warnings.clear();
+    TakeWarnings();
     Write("bare.mtl", "newmtl bare\nmap_Kd nothing.png\n");
     EXPECT_EQ(Load("bare.obj", Triangle("mtllib bare.mtl\nusemtl bare\n")), 1u) << "the geometry is good all the same";
-    ASSERT_EQ(m_warnings.size(), 1u);
-    EXPECT_NE(m_warnings[0].find("nothing.png"), std::string::npos);
+    std::vector<std::string> const warnings = TakeWarnings();
+    ASSERT_EQ(warnings.size(), 1u);
+    EXPECT_NE(warnings[0].find("nothing.png"), std::string::npos);
 }
 
 TEST_F(Models, MaterialsThatAreThereWinAndTheLoaderHoldsTheOthers) {
@@ -325,5 +319,5 @@ TEST_F(Models, InstalledModelsLoadWholeWithTheirTextures) {
         EXPECT_GE(triangles, row.leastTriangles) << row.path;
         EXPECT_GE(textures, 1u) << row.path;
     }
-    EXPECT_TRUE(m_warnings.empty()) << m_warnings.front();
+    EXPECT_EQ(TakeWarnings(), std::vector<std::string>());
 }

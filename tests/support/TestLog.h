@@ -18,7 +18,12 @@ public:
     ~CTestLog();
 
     /// The lines since the last call, each as level and message, in a form that compares and prints: "8 No find : x".
-    std::vector<std::string> TakeLines();
+    /// Those below `lowest` are dropped.
+    std::vector<std::string> TakeLines(qklib::ELogLevel lowest = qklib::LOG_DEBUG);
+
+    /// The same as one text, where each line also names the function without our namespace:
+    /// "8 CResourceManager::CreateResource : No find : x\n".
+    std::string TakeText();
 
     /// The same with everything that is known of a line.
     std::vector<qklib::LogRecord> TakeRecords();
