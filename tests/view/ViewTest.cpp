@@ -1,5 +1,6 @@
 // ViewTest.cpp: the viewer as a user runs it: pictures, traces, exit codes and names of files.
 #include "ImageDecoder.h"
+#include "TempFolder.h"
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
@@ -30,12 +31,6 @@ struct Result {
 // A scratch folder with a copy of the demo, gone with the test.
 class View : public testing::Test {
 protected:
-    View() {
-        fs::remove_all(m_folder);
-        fs::create_directories(m_folder);
-    }
-    ~View() override { fs::remove_all(m_folder); }
-
     // Through the shell, in the scratch folder, without a display unless `prefix` brings one.
     Result Shell(std::string const& command) {
         fs::path const code = m_folder / ".code", output = m_folder / ".output";
@@ -63,7 +58,8 @@ protected:
     // without windows look for leaks, under the sanitizers.
     std::string const m_windowLeaks = "export ASAN_OPTIONS=detect_leaks=0; ";
 
-    fs::path m_folder = fs::temp_directory_path() / "qk3d-view-test";
+    TempFolder const m_temp;
+    fs::path const m_folder = m_temp.Path();
 };
 
 // How many different colours a picture has; 0 if it is none of the given size.
@@ -91,6 +87,29 @@ TEST_F(View, TheSameCommandDrawsTheSamePicture) {
     EXPECT_NE(picture, ReadAll(m_folder / "three.png")) << "later, things have moved";
 }
 
+TEST_F(View, APackageShowsWhatTheFoldersShow) {
+    if (!CopyDemo()) GTEST_SKIP() << "the demo's models are not installed";
+    ASSERT_EQ(Run("--scene demo/demo.json --size 320x180 --frames 3 --out folders.png").code, 0);
+    Result result = Shell("demo/pack '" + Tool("qk3d-pack").string() + "' demo.qkpack");
+    ASSERT_EQ(result.code, 0) << result.output;
+    fs::remove_all(m_folder / "demo");
+    fs::remove_all(m_folder / "out");
+    for (char const* scene : {"demo/demo.json", "/DEMO/demo.json"}) {
+        result = Run("--package demo.qkpack --scene " + std::string(scene) +
+                     " --size 320x180 --frames 3 --out package.png");
+        ASSERT_EQ(result.code, 0) << scene << ": " << result.output;
+        EXPECT_EQ(ReadAll(m_folder / "package.png"), ReadAll(m_folder / "folders.png")) << scene;
+    }
+
+    // Models lie on the disk, too, where they are not to be found.
+    std::string const model = " --size 64x48 --model /usr/share/assimp/models/MS3D/";
+    EXPECT_EQ(Run("--package demo.qkpack" + model + "jeep1.ms3d").code, 0);
+    EXPECT_EQ(Run(model + "twospheres.ms3d").code, 0);
+    result = Run("--package demo.qkpack" + model + "twospheres.ms3d");
+    EXPECT_EQ(result.code, 1);
+    EXPECT_NE(result.output.find("no such file in demo.qkpack"), std::string::npos) << result.output;
+}
+
 TEST_F(View, SaysWhatIsWrongAndWithWhichFile) {
     WriteBox(m_folder / "box.obj");
     WriteAll(m_folder / "broken.gltf", "{\"asset\": ");
@@ -98,6 +117,11 @@ TEST_F(View, SaysWhatIsWrongAndWithWhichFile) {
     WriteAll(m_folder / "texture.json",
              R"({"Technique": [{"Pass": [{"Texture": [{"Type": "CTexture", "Path": "broken.png"}]}]}]})");
     WriteAll(m_folder / "broken.png", "no picture");
+    std::string const bare = std::string("PK\5\6") + std::string(18, '\0'); // an archive of nothing
+    WriteAll(m_folder / "broken.qkpack", "no package");
+    WriteAll(m_folder / "cut.qkpack", bare.substr(0, 20));
+    WriteAll(m_folder / "void.qkpack", "");
+    WriteAll(m_folder / "bare.qkpack", bare);
     WriteAll(
         m_folder / "scene.json",
         R"({"Folders": ["."], "Materials": ["texture.json"], "Objects": [{"Shape": "BALL", "Material": "texture"}]})");
@@ -121,6 +145,14 @@ TEST_F(View, SaysWhatIsWrongAndWithWhichFile) {
         {"a missing scene", "--scene none.json", 1, "none.json"},
         {"a broken scene", "--scene broken.json", 1, "broken.json"},
         {"a broken texture", "--scene scene.json", 1, "broken.png"},
+        {"a package without a name", "--package '' --model box.obj", 2, "--package"},
+        {"a missing package", "--package none.qkpack --model box.obj", 1, "none.qkpack"},
+        {"a folder as a package", "--package . --model box.obj", 1, "no such file: ."},
+        {"a broken package", "--package broken.qkpack --model box.obj", 1, "broken.qkpack"},
+        {"a package that is cut off", "--package cut.qkpack --model box.obj", 1, "cut.qkpack"},
+        {"an empty file as a package", "--package void.qkpack --model box.obj", 1, "void.qkpack"},
+        {"a model that is beside the package", "--package bare.qkpack --model box.obj", 1, "bare.qkpack: box.obj"},
+        {"a scene that is beside it", "--package bare.qkpack --scene scene.json", 1, "bare.qkpack: scene.json"},
         {"an unknown back-end", "--model box.obj --backend None", 1, "None"},
         {"a picture that cannot be written", "--model box.obj --out no/such/folder/p.png", 1, "no/such/folder/p.png"},
         {"a trace that cannot be written", "--model box.obj --trace no/such/folder/t", 1, "QK3DTrace"},

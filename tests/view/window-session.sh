@@ -38,6 +38,27 @@ shoot() {
 
 same() { cmp -s "$1.png" "$2.png"; }
 
+# open_window ARGUMENT...: starts the viewer, with the mouse in the middle of its window.
+open_window() {
+    "$viewer" --window "$@" --size 400x300 --out shot.png >viewer.log 2>&1 &
+    pid=$!
+    # There first, then seen, and only then does it take the keyboard.
+    wait_for xdotool search --onlyvisible --name view || fail "no window"
+    window=$(xdotool search --onlyvisible --name view | head -1)
+    wait_for xdotool windowfocus "$window" || fail "the window takes no keys"
+    xdotool mousemove --window "$window" 200 150
+    sleep 1
+}
+
+close_window() {
+    xdotool keydown Escape
+    wait_for eval '! kill -0 '$pid || { fail "Escape does not close"; kill $pid; }
+    xdotool keyup Escape
+    wait $pid
+    local code=$?
+    [ $code = 0 ] || fail "the viewer ended with $code: $(cat viewer.log)"
+}
+
 cat >lit.json <<'END'
 {"Technique": [{"Pass": [{"RenderState": {"LIGHTING": false, "TEXTUREFACTOR": [255, 255, 0, 0]},
   "Texture": [{"TextureState": {"COLOROP": "SELECTARG1", "COLORARG1": "TFACTOR"}}]}]}]}
@@ -53,15 +74,7 @@ wait_for test -s display || { echo "FAILED: no display"; exit 1; }
 DISPLAY=:$(cat display)
 export DISPLAY
 
-"$viewer" --window --scene scene.json --size 400x300 --out shot.png >viewer.log 2>&1 &
-pid=$!
-# There first, then seen, and only then does it take the keyboard.
-wait_for xdotool search --onlyvisible --name view || fail "no window"
-window=$(xdotool search --onlyvisible --name view | head -1)
-wait_for xdotool windowfocus "$window" || fail "the window takes no keys"
-xdotool mousemove --window "$window" 200 150
-sleep 1
-
+open_window --scene scene.json
 shoot start
 shoot again
 same start again || fail "a scene that stands still changes"
@@ -100,11 +113,16 @@ sleep 0.7
 shoot reload
 same zoom reload && fail "a changed script is not read again"
 
-xdotool keydown Escape
-wait_for eval '! kill -0 '$pid || { fail "Escape does not close"; kill $pid; }
-wait $pid
-code=$?
-[ $code = 0 ] || fail "the viewer ended with $code: $(cat viewer.log)"
+close_window
+
+# Without --frames time passes as on the wall.
+sed 's/"Rotation"/"Spin": 37, "Rotation"/' scene.json >moving.json
+open_window --scene moving.json
+shoot early
+shoot late
+same early late && fail "a scene that moves stands still"
+close_window
+
 kill $server
 wait $server 2>/dev/null
 exit $((failures > 0))

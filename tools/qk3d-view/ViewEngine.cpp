@@ -2,11 +2,9 @@
 #include "ViewEngine.h"
 
 #include "QK3DMain.h"
-#include "QK3DOSFileSystem.h"
 #include "QK3DRenderSystem.h"
 #include "QK3DRenderWindow.h"
 #include "QK3DResource.h"
-#include "QK3DResourceManager.h"
 #include "QK3DResourceSystem.h"
 #include "QK3DSceneManager.h"
 #include <json/writer.h>
@@ -31,7 +29,7 @@ std::string SettingsFor(Options const& options, std::string const& backend) {
 }
 } // namespace
 
-CViewEngine::CViewEngine(Options const& options) {
+CViewEngine::CViewEngine(Options const& options) : m_files(options.package) {
     CQK3DMain& engine = CQK3DMain::GetQK3DMain();
     std::string const backend = options.trace.empty() ? options.backend : "QK3DTrace";
     LoadPlugin(backend, SettingsFor(options, backend));
@@ -60,16 +58,6 @@ void CViewEngine::LoadPlugin(std::string const& name, std::string const& setting
     if (!CQK3DMain::GetQK3DMain().LoadPlugin(ToNarrow(file), reinterpret_cast<unsigned char const*>(settings.data()),
                                              static_cast<int>(settings.size())))
         throw Failure("the plug-in cannot be loaded: " + file);
-}
-
-void CViewEngine::AddFolder(std::string const& folder) {
-    string const narrow = ToNarrow(MakeAbsolute(folder));
-    for (char const* type :
-         {"CMesh", "CTexture", "CMaterial", "CRenderState", "CTextureState", "CSamplerState", "CGPUProgram"}) {
-        CResourceManager* const manager = CQK3DMain::GetResourceSystem().GetResourceManager(type);
-        auto* const files = dynamic_cast<COSFileSystem*>(manager->GetFileSystem("OSFileSystem").GetPointer());
-        if (files) files->AddResourceDirPath(narrow);
-    }
 }
 
 bool CViewEngine::Call(char const* command, Json::Value in, Json::Value* out) {

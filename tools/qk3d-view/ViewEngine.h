@@ -4,8 +4,8 @@
 #include "QK3DColor.h"
 #include "QK3DResourceSharePtr.h"
 #include "QK3DSharePtr.h"
+#include "ViewFiles.h"
 #include "ViewOptions.h"
-#include "ViewText.h"
 
 namespace qk3d {
 class CRenderSystem;
@@ -32,8 +32,8 @@ public:
     /// The one loader of all models, which holds the materials that it makes.
     qklib::CSharePtr<qk3d::CResourceLoader>& ModelLoader() { return m_modelLoader; }
 
-    /// Where textures, programs and other files of scripts are looked for; UTF-8.
-    void AddFolder(std::string const& folder);
+    /// Everything that is shown is read through it.
+    CViewFiles& Files() { return m_files; }
 
     /// A command that the device may or may not know.
     bool Call(char const* command, Json::Value in, Json::Value* out = nullptr);
@@ -41,6 +41,7 @@ public:
 private:
     void LoadPlugin(std::string const& name, std::string const& settings);
 
+    CViewFiles m_files;
     qk3d::CRenderSystem* m_device = nullptr; // the engine's, like the two below
     qk3d::CRenderWindow* m_target = nullptr;
     qk3d::CSceneManager* m_scene = nullptr;

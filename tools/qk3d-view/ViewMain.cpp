@@ -1,4 +1,5 @@
 // ViewMain.cpp: the program qk3d-view: shows models, materials and scenes.
+#include "QK3DCalculagraph.h"
 #include "QK3DRenderSystem.h"
 #include "QKJson.h"
 #include "ViewPicture.h"
@@ -14,6 +15,25 @@ using namespace view;
 
 // The device's time value of a frame: never twice the same, or the frame would not be drawn.
 long long FrameTime(unsigned long long frame) { return static_cast<long long>(frame) + 1; }
+
+// The time that the scene shows, in seconds. Where frames are counted or stepped it is the same in every run; a window that
+// stays open shows it as it passes.
+class CSceneClock {
+public:
+    explicit CSceneClock(Options const& options)
+        : m_isStepped(!options.window || options.frames != 0 || options.timeStep.has_value()),
+          m_step(options.timeStep.value_or(1.0 / 60)) {
+        if (!m_isStepped) m_stopwatch.Start();
+    }
+    double At(unsigned long long frame) {
+        return m_isStepped ? static_cast<double>(frame) * m_step : m_stopwatch.GetTimeAsSecond();
+    }
+
+private:
+    bool m_isStepped;
+    double m_step;
+    qk3d::CWin32Calculagraph m_stopwatch;
+};
 
 class CFrameTimes {
 public:
@@ -57,12 +77,13 @@ void Run(Options const& options) {
 
     CViewWindow window(engine, scene, options.output.empty() ? "qk3d-view.png" : options.output);
     CFrameTimes times;
+    CSceneClock clock(options);
     bool const isEndless = options.window && options.frames == 0;
     unsigned int const frames = std::max(options.frames, 1u);
     for (unsigned long long frame = 0; isEndless || frame < frames; ++frame) {
         if (options.window && !window.Follow()) break;
         times.Begin();
-        scene.Advance(static_cast<double>(frame) * options.timeStep);
+        scene.Advance(clock.At(frame));
         if (!engine.Device().UpdateAllRenderTarget(FrameTime(frame))) throw Failure("the device is lost");
         times.End();
         if (frame == 0) scene.CheckMaterials();

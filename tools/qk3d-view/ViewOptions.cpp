@@ -15,12 +15,14 @@ What to show:
   --scene FILE       a scene: a JSON file that names models, materials, lights and cameras
   --model FILE       a model (glTF 2.0, OBJ, MS3D and others); several stand side by side
   --material FILE    a material script: replaces the materials of the model before it, or is shown on a ball
+  --package FILE     reads all of the above, and the files that they name, out of one package of qk3d-pack (or another
+                     ZIP archive), whose top takes the place of the root of the disk
 
 How:
   --size WxH         size in pixels (960x540)
   --frames N         how many frames to draw (1; in a window until it is closed); the camera goes round as time goes on
   --time-step S      seconds from one frame to the next (1/60); the clock of the system plays no part, so the same
-                     command draws the same picture
+                     command draws the same picture. Only a window without --frames and --time-step follows the clock
   --backend NAME     the plug-in that draws (QK3DGL)
 
 Where to:
@@ -77,12 +79,13 @@ bool ReadOptions(std::vector<std::string> const& arguments, Options& options, st
         {"--window", false, [&](auto&) { return options.window = true; }},
         {"--scene", true, text(options.scene)},
         {"--out", true, text(options.output)},
+        {"--package", true, text(options.package)},
         {"--trace", true, text(options.trace)},
         {"--backend", true, text(options.backend)},
         {"--size", true, [&](std::string const& value) { return ReadSize(value, options.width, options.height); }},
         {"--frames", true, [&](std::string const& value) { return ReadNumber(value, 1u, 1000000u, options.frames); }},
         {"--time-step", true,
-         [&](std::string const& value) { return ReadNumber(value, 0.0, 3600.0, options.timeStep); }},
+         [&](std::string const& value) { return ReadNumber(value, 0.0, 3600.0, options.timeStep.emplace()); }},
         {"--model", true,
          [&](std::string const& value) {
              options.models.push_back({value, {}});

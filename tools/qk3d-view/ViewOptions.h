@@ -1,6 +1,7 @@
 // ViewOptions.h: what the command line of qk3d-view says.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -15,13 +16,15 @@ struct ModelOption {
 struct Options {
     std::vector<ModelOption> models; ///< a material without a model has an empty file, and is shown on a ball
     std::string scene;
+    std::string package; ///< where all of the above is read from; empty: the disk
     std::string output;
     std::string trace;
     std::string backend = "QK3DGL";
     unsigned int width = 960;
     unsigned int height = 540;
     unsigned int frames = 0;    ///< 0: one, or in a window until it is closed
-    double timeStep = 1.0 / 60; ///< seconds
+    /// Seconds from frame to frame. Without it 1/60, or in a window that stays open what the clock of the system says.
+    std::optional<double> timeStep;
     bool window = false;
     bool help = false;
 };

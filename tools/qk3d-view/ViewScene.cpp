@@ -92,7 +92,7 @@ CViewScene::~CViewScene() {
 
 void CViewScene::AddMaterial(std::string const& file) {
     qklib::CSharePtr<CResourceLoader> noLoader;
-    string const path = FindFile(file), name = ToNarrow(StemOf(file));
+    string const path = m_engine.Files().Find(file), name = ToNarrow(StemOf(file));
     _ResourceSharePtr<CMaterial> material = Resources().GetResource("CMaterial", name);
     if (material) return; // named twice
     material = Resources().CreateResource("CMaterial", path, name, false, noLoader);
@@ -111,7 +111,7 @@ void CViewScene::AddScreen(ScreenPlan const& plan) {
 }
 
 _ResourceSharePtr<CMesh> CViewScene::LoadModel(ObjectPlan const& plan) {
-    string const path = FindFile(plan.model);
+    string const path = m_engine.Files().Find(plan.model);
     _ResourceSharePtr<CMesh> mesh = Resources().GetResource("CMesh", path);
     if (!mesh) {
         mesh = Resources().CreateResource("CMesh", path, "", false, m_engine.ModelLoader());

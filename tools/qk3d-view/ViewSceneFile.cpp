@@ -116,10 +116,10 @@ void AddDefaultLights(CViewScene& scene) {
 } // namespace
 
 void FillFromFile(CViewEngine& engine, CViewScene& scene, std::string const& file) {
-    Json::Value const root = ReadJsonFile(file);
+    Json::Value const root = engine.Files().ReadJson(file);
     engine.Target().SetBackgroundColor(ReadColour(root, "Background", color(255, 60, 70, 85)));
     for (Json::Value const& folder : JsonMember(root, "Folders"))
-        engine.AddFolder(Beside(file, ToUtf8(JsonToAnsi(folder))));
+        engine.Files().AddFolder(Beside(file, ToUtf8(JsonToAnsi(folder))));
 
     unsigned int index = 0;
     for (Json::Value light : JsonMember(root, "Lights")) {

@@ -74,9 +74,12 @@ Json::Value ReadJsonFile(std::string const& utf8) {
     if (!in) throw Failure("no such file: " + utf8);
     std::string bytes(std::istreambuf_iterator<char>(in), {});
     bytes.append(2, '\0'); // the decoder looks for an end
+    return ParseJsonObject(qk3d::DecodeTextToAnsi(bytes.data(), bytes.size() - 2), utf8);
+}
+
+Json::Value ParseJsonObject(string const& text, std::string const& file) {
     Json::Value root;
-    if (!qklib::ParseJson(qk3d::DecodeTextToAnsi(bytes.data(), bytes.size() - 2), root) || !root.isObject())
-        throw Failure("not a JSON object: " + utf8);
+    if (!qklib::ParseJson(text, root) || !root.isObject()) throw Failure("not a JSON object: " + file);
     return root;
 }
 
