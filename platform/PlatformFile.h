@@ -8,7 +8,8 @@
 namespace qklib::platform {
 // A path is text of ours: narrow in code page 936 or wide in UTF-16, with "\" or "/" between its parts, in any letter
 // case. It names the file with exactly this spelling; if there is none, the one whose spelling differs in case only,
-// found part by part (with several such, an exact part goes first, then byte order). Nothing is kept between calls.
+// found part by part (with several such, an exact part goes first, then byte order). What was
+// read of a folder serves again only while its times prove that nothing in it changed: no answer is older than its call.
 // A narrow path that does not name a file as code page 936 is tried as the bytes that lie on the disk.
 
 /// Whether there is a file that has an end: folders, pipes and devices do not count.

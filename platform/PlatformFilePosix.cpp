@@ -1,11 +1,11 @@
 // PlatformFilePosix.cpp: files of POSIX under paths of ours; names on disk are UTF-8.
 #include "PlatformCodePage.h"
 #include "PlatformFile.h"
+#include "PlatformFolderPosix.h"
 #include "PlatformPathPosix.h"
 
 #include <algorithm>
 #include <cstdlib>
-#include <dirent.h>
 #include <fcntl.h>
 #include <memory>
 #include <sys/stat.h>
@@ -21,44 +21,23 @@ bool IsPlainFile(std::string const& disk) {
     return stat(disk.c_str(), &status) == 0 && S_ISREG(status.st_mode);
 }
 
-void FoldCase(std::wstring& text) { std::transform(text.begin(), text.end(), text.begin(), ToLowerUtf16); }
-
-// The names in `folder` that differ from `part` in letter case only, in byte order. A name that is no UTF-8 is the
-// name of no text, so it cannot be meant.
-std::vector<std::string> FindOtherSpellings(std::string const& folder, std::string const& part) {
-    std::vector<std::string> found;
-    std::wstring wanted;
-    if (!Utf8ToUtf16(part, wanted)) return found;
-    FoldCase(wanted);
-
-    std::unique_ptr<DIR, int (*)(DIR*)> const entries(opendir(folder.empty() ? "." : folder.c_str()), closedir);
-    if (!entries) return found;
-    std::wstring name;
-    while (dirent const* const entry = readdir(entries.get())) {
-        if (part == entry->d_name || !Utf8ToUtf16(entry->d_name, name)) continue;
-        FoldCase(name);
-        if (name == wanted) found.emplace_back(entry->d_name);
-    }
-    std::sort(found.begin(), found.end());
-    return found;
-}
-
-// Looks below `folder` (empty, or with its separator) for `rest`, whose parts may be spelled otherwise on disk.
-std::string FindBelow(std::string const& folder, std::string const& rest) {
+// Looks below `folder` (empty, or with its separator) for `rest`, whose parts may be spelled otherwise on disk. The path
+// as written is not asked for again: nothing is there.
+std::string FindBelow(std::string const& folder, std::string const& rest, bool asWritten) {
     std::size_t const start = rest.find_first_not_of('/');
-    if (start == std::string::npos) return IsThere(folder) ? folder : std::string();
+    if (start == std::string::npos) return !asWritten && IsThere(folder) ? folder : std::string();
     std::size_t const end = std::min(rest.find('/', start), rest.size());
     std::string const part = rest.substr(start, end - start);
     std::string const below = rest.substr(end);
 
-    auto const tryPart = [&](std::string const& spelling) {
-        std::string const path = folder + spelling;
-        if (!IsThere(path)) return std::string();
-        return below.empty() ? path : FindBelow(path + '/', below);
+    auto const tryPart = [&](std::string const& spelling, bool written) {
+        std::string path = folder + spelling;
+        if (!below.empty()) return FindBelow(path + '/', below, written);
+        return !written && IsThere(path) ? path : std::string();
     };
-    if (std::string found = tryPart(part); !found.empty()) return found;
+    if (std::string found = tryPart(part, asWritten); !found.empty()) return found;
     for (std::string const& spelling : FindOtherSpellings(folder, part))
-        if (std::string found = tryPart(spelling); !found.empty()) return found;
+        if (std::string found = tryPart(spelling, false); !found.empty()) return found;
     return {};
 }
 
@@ -66,7 +45,7 @@ std::string FindDiskName(std::string disk) {
     if (disk.empty() || disk.find('\0') != std::string::npos) return {};
     std::replace(disk.begin(), disk.end(), '\\', '/');
     if (IsThere(disk)) return disk; // by far the most common case, in one call
-    return FindBelow(disk.front() == '/' ? "/" : "", disk);
+    return FindBelow(disk.front() == '/' ? "/" : "", disk, true);
 }
 
 bool ExistsAsFile(std::string const& disk) { return !disk.empty() && IsPlainFile(disk); }
@@ -95,8 +74,10 @@ std::string FindOnDisk(std::wstring const& path) {
 
 std::string FindOnDisk(std::string const& path) {
     std::wstring wide;
-    if (CodePageToUtf16(path, wide))
-        if (std::string found = FindOnDisk(wide); !found.empty()) return found;
+    std::string disk;
+    if (CodePageToUtf16(path, wide) && Utf16ToUtf8(wide, disk)) {
+        if (std::string found = FindDiskName(disk); !found.empty() || disk == path) return found;
+    }
     return FindDiskName(path);
 }
 

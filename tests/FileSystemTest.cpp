@@ -6,8 +6,10 @@
 #include "TempFolder.h"
 #include "TestProcessor.h"
 
+#include <chrono>
 #include <cstring>
 #include <gtest/gtest.h>
+#include <thread>
 
 using namespace qk3d;
 using namespace std::string_literals;
@@ -94,6 +96,39 @@ TEST(PlatformFile, APathFindsItsFileInAnyLetterCase) {
     EXPECT_TRUE(platform::FileExists(folder.Path() + "/bad\xFFname/x")) << "narrow bytes as they lie on the disk";
     fs::remove(folder.Path("data/other"));
     EXPECT_FALSE(platform::FileExists(folder.WidePath() + L"/data/other")) << "nothing is remembered";
+}
+
+TEST(PlatformFile, NoChangeOfAFolderThatWasReadBeforeIsMissed) {
+    TempFolder folder;
+    folder.Write("Deep/Old.txt", "1");
+    auto const isThere = [&](char const* name) { return platform::FileExists(folder.WidePath(name)); };
+    for (bool const settled : {false, true}) { // just changed, and unchanged for long enough that its names are kept
+        auto const pause = [&] {
+            if (settled) std::this_thread::sleep_for(std::chrono::milliseconds(250));
+            EXPECT_TRUE(isThere("deep/old.txt"));
+            EXPECT_FALSE(isThere("deep/new.txt"));
+        };
+        pause();
+        folder.Write("Deep/NEW.txt", "2");
+        EXPECT_TRUE(isThere("deep/new.txt")) << "added";
+        fs::remove(folder.Path("Deep/NEW.txt"));
+        pause();
+        auto const before = fs::last_write_time(folder.Path("Deep"));
+        folder.Write("Deep/NEW.txt", "2");
+        fs::last_write_time(folder.Path("Deep"), before);
+        EXPECT_TRUE(isThere("deep/new.txt")) << "added by a program that puts the folder's time back";
+        fs::rename(folder.Path("Deep/NEW.txt"), folder.Path("Deep/Newer.txt"));
+        pause();
+        fs::rename(folder.Path("Deep/Newer.txt"), folder.Path("Deep/nEw.txt"));
+        EXPECT_TRUE(isThere("deep/new.txt")) << "renamed";
+        fs::remove(folder.Path("Deep/nEw.txt"));
+        pause();
+        fs::rename(folder.Path("Deep"), folder.Path("Away"));
+        folder.Write("DEEP/new.TXT", "3");
+        EXPECT_TRUE(isThere("deep/new.txt")) << "another folder in its place";
+        fs::remove_all(folder.Path("DEEP"));
+        fs::rename(folder.Path("Away"), folder.Path("Deep"));
+    }
 }
 
 TEST(PlatformFile, KnowsTheFolderOfTheProgram) {
