@@ -283,7 +283,7 @@ void GLPipeline::UseStage(Stage stage, GLuint program) {
 
 void GLPipeline::ApplyShaders(VertexFeatures const& features) {
     if (!(m_dirty & kUseShaders) && m_features == features) return;
-    if (m_features.preTransformed != features.preTransformed) m_dirty |= kUseClipPlanes;
+    if (m_features.preTransformed != features.preTransformed) m_dirty |= kUseClipPlanes | kUseRaster;
     m_features = features;
     m_dirty &= ~kUseShaders;
     auto const& [vertex, pixel, geometry] = m_programs;

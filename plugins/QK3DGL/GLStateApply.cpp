@@ -211,7 +211,8 @@ void GLPipeline::ApplyRaster() {
     glPolygonOffset(slope, bias / m_depthStep); // a bias is in units of depth
 
     Enable(GL_LINE_SMOOTH, Render(CRenderState::ANTIALIASEDLINEENABLE) != 0);
-    Enable(GL_MULTISAMPLE, Render(CRenderState::MULTISAMPLEANTIALIAS) != 0);
+    // What is given in pixels fills pixels. Its edges lie on their centres, where samples would halve each of them.
+    Enable(GL_MULTISAMPLE, Render(CRenderState::MULTISAMPLEANTIALIAS) != 0 && !m_features.preTransformed);
     Enable(GL_DITHER, Render(CRenderState::DITHERENABLE) != 0);
     Enable(GL_DEPTH_CLAMP, Render(CRenderState::CLIPPING) == 0);
     // A mask on a target with one sample would hide everything, which is not what it is for.

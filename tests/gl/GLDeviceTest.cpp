@@ -638,8 +638,8 @@ TEST_F(GLDevice, SmoothsEdgesWithSeveralSamplesAndNothingElse) {
     DropSystem();
     ASSERT_TRUE(Start(R"({"Windows": "NONE", "Debug": true, "Multisample": 4})"));
     MakeSystem();
-    Draw(ST_TRIANGLELIST, std::vector<ScreenVertex>{
-                              {0, 0, 0, 1, kWhite, 0, 0}, {60, 0, 0, 1, kWhite, 0, 0}, {0, 37, 0, 1, kWhite, 0, 0}});
+    Draw(ST_TRIANGLELIST, std::vector<SpaceVertex>{
+                              {-1, 1, 0, kWhite, 0, 0}, {0.9f, 1, 0, kWhite, 0, 0}, {-1, -0.2f, 0, kWhite, 0, 0}});
     Picture const picture = Read();
     EXPECT_EQ(picture.At(5, 5), kWhite);
     EXPECT_EQ(picture.At(60, 60), kBlack);

@@ -120,6 +120,18 @@ TEST_F(OverlayPicture, OfTheSizeOfItsBoxComesOutByteForByteAtAnyPlace) {
     }
 }
 
+TEST_F(OverlayPicture, ComesOutByteForByteOnATargetWithSamples) {
+    TearDown();
+    ASSERT_TRUE(Start(R"({"Windows": "NONE", "Debug": true, "Multisample": 4})"));
+    MakeSystem();
+    m_manager = std::make_unique<COverlayManager>();
+    Picture const noise = Noise(31, 17, 5);
+    Show(noise, 13, 29);
+    Picture expected(kSize, kSize, kBlack);
+    Paste(expected, noise, 13, 29);
+    EXPECT_TRUE(Matches(Frame(), expected));
+}
+
 TEST_F(OverlayPicture, FromAFileComesOutByteForByteAlsoOnALargerSurface) {
     TempFolder const folder;
     Picture const noise = Noise(20, 11, 7);
