@@ -62,14 +62,19 @@ protected:
     fs::path const m_folder = m_temp.Path();
 };
 
-// How many different colours a picture has; 0 if it is none of the given size.
-std::size_t CountColours(std::string const& png, unsigned int width, unsigned int height) {
+// Row after row; empty if it is no picture of the given size.
+std::vector<std::uint32_t> ReadPixels(std::string const& png, unsigned int width, unsigned int height) {
     qk3d::image::DecodedImage picture;
     if (!qk3d::image::DecodeImage(png.data(), png.size(), picture) || picture.width != width ||
         picture.height != height || !qk3d::image::ConvertToArgb(picture))
-        return 0;
+        return {};
     auto const* pixels = reinterpret_cast<std::uint32_t const*>(picture.bytes.data());
-    return std::set<std::uint32_t>(pixels, pixels + width * height).size();
+    return {pixels, pixels + width * height};
+}
+
+std::size_t CountColours(std::string const& png, unsigned int width, unsigned int height) {
+    auto const pixels = ReadPixels(png, width, height);
+    return std::set<std::uint32_t>(pixels.begin(), pixels.end()).size();
 }
 } // namespace
 
@@ -125,6 +130,13 @@ TEST_F(View, SaysWhatIsWrongAndWithWhichFile) {
     WriteAll(
         m_folder / "scene.json",
         R"({"Folders": ["."], "Materials": ["texture.json"], "Objects": [{"Shape": "BALL", "Material": "texture"}]})");
+    WriteAll(m_folder / "panel.json", R"({"Range": [0, 0, 9, 9]})");
+    WriteAll(m_folder / "panel-none.json", R"({"Panels": [{"Script": "none.json"}]})");
+    WriteAll(m_folder / "panel-broken.json", R"({"Panels": [{"Script": "broken.json"}]})");
+    WriteAll(m_folder / "panel-line.json", R"({"Panels": [{"Script": "panel.json", "Lines": [{"Item": "title"}]}]})");
+    WriteAll(m_folder / "emitter-type.json", R"({"Emitters": [{"Type": "Volcano", "Shape": "CROSS"}]})");
+    WriteAll(m_folder / "emitter-material.json",
+             R"({"Emitters": [{"Type": "ParticleEmitter", "Shape": "CROSS", "Material": "lava"}]})");
     struct {
         char const* what;
         char const* arguments;
@@ -153,6 +165,12 @@ TEST_F(View, SaysWhatIsWrongAndWithWhichFile) {
         {"an empty file as a package", "--package void.qkpack --model box.obj", 1, "void.qkpack"},
         {"a model that is beside the package", "--package bare.qkpack --model box.obj", 1, "bare.qkpack: box.obj"},
         {"a scene that is beside it", "--package bare.qkpack --scene scene.json", 1, "bare.qkpack: scene.json"},
+        {"a missing panel", "--scene panel-none.json", 1, "none.json"},
+        {"a broken panel", "--scene panel-broken.json", 1, "broken.json"},
+        {"a line for an item that is not there", "--scene panel-line.json", 1, "title"},
+        {"an unknown emitter", "--scene emitter-type.json", 1, "Volcano"},
+        {"an emitter of an unknown material", "--scene emitter-material.json", 1, "lava"},
+        {"a missing font", "--model box.obj --hud --frames 2 --font none.ttf", 1, "none.ttf"},
         {"an unknown back-end", "--model box.obj --backend None", 1, "None"},
         {"a picture that cannot be written", "--model box.obj --out no/such/folder/p.png", 1, "no/such/folder/p.png"},
         {"a trace that cannot be written", "--model box.obj --trace no/such/folder/t", 1, "QK3DTrace"},
@@ -180,7 +198,14 @@ TEST_F(View, FileNamesBeyondAsciiWork) {
 
 TEST_F(View, ATraceOfTheDemoDiffersFromFrameToFrameInWhatMovesOnly) {
     if (!CopyDemo()) GTEST_SKIP() << "the demo's models are not installed";
-    Result const result = Run("--scene demo/demo.json --size 320x180 --frames 4 --trace trace.jsonl");
+    // All of the demo but its emitters, whose particles come and go.
+    Json::Value demo;
+    std::istringstream script(ReadAll(m_folder / "demo/demo.json"));
+    std::string wrong;
+    ASSERT_TRUE(Json::parseFromStream(Json::CharReaderBuilder(), script, &demo, &wrong)) << wrong;
+    demo.removeMember("Emitters");
+    WriteAll(m_folder / "demo/still.json", demo.toStyledString());
+    Result const result = Run("--scene demo/still.json --size 320x180 --frames 4 --trace trace.jsonl");
     ASSERT_EQ(result.code, 0) << result.output;
 
     std::vector<Json::Value> frames[5]; // the last one also has what the end lets go of
@@ -209,6 +234,42 @@ TEST_F(View, ATraceOfTheDemoDiffersFromFrameToFrameInWhatMovesOnly) {
     std::set<std::string> const moving = {"SetViewMatrix", "SetWorldMatrix", "SetVertexShaderParam",
                                           "SetPixelShaderParam"};
     EXPECT_EQ(different, moving);
+}
+
+TEST_F(View, TheFramePanelCoversItsPlaceAndNothingElse) {
+    WriteBox(m_folder / "box.obj");
+    ASSERT_EQ(Run("--model box.obj --size 400x300 --frames 3 --out plain.png").code, 0);
+    Result const result = Run("--model box.obj --size 400x300 --frames 3 --hud --out hud.png");
+    ASSERT_EQ(result.code, 0) << result.output;
+    auto const plain = ReadPixels(ReadAll(m_folder / "plain.png"), 400, 300);
+    auto const hud = ReadPixels(ReadAll(m_folder / "hud.png"), 400, 300);
+    ASSERT_TRUE(!plain.empty() && !hud.empty());
+    int left = 400, top = 300, right = 0, bottom = 0;
+    std::size_t bright = 0;
+    for (int y = 0; y < 300; ++y)
+        for (int x = 0; x < 400; ++x) {
+            auto const at = static_cast<std::size_t>(y * 400 + x);
+            if (plain[at] == hud[at]) continue;
+            left = std::min(left, x), right = std::max(right, x + 1);
+            top = std::min(top, y), bottom = std::max(bottom, y + 1);
+            bright += (hud[at] & 0xFF) > 200; // of the letters
+        }
+    EXPECT_EQ(std::vector<int>({left, top, right, bottom}), std::vector<int>({16, 16, 16 + 248, 16 + 184}));
+    EXPECT_GT(bright, 500u) << "six lines of text";
+}
+
+TEST_F(View, TheDemoShowsItsPanelAndItsFountain) {
+    if (!CopyDemo()) GTEST_SKIP() << "the demo's models are not installed";
+    Result const result = Run("--scene demo/demo.json --size 320x180 --frames 2 --trace trace.jsonl");
+    ASSERT_EQ(result.code, 0) << result.output;
+    std::string const trace = ReadAll(m_folder / "trace.jsonl");
+    auto const count = [&](std::string const& text) {
+        std::size_t number = 0;
+        for (auto at = trace.find(text); at != std::string::npos; at = trace.find(text, at + 1)) ++number;
+        return number;
+    };
+    EXPECT_GT(count("\"op\":\"SetTextureFactor\""), 1000u) << "each drop has its colour";
+    for (char const* texture : {"drop.png", "panel.png", "badge.png"}) EXPECT_GT(count(texture), 0u) << texture;
 }
 
 TEST_F(View, AWindowShowsWhatThePictureShows) {

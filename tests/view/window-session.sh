@@ -86,6 +86,13 @@ press w
 shoot solid
 same start solid || fail "W does not go back"
 
+press h
+shoot hud
+same start hud && fail "H shows no panel"
+press h
+shoot plain
+same start plain || fail "H does not go back"
+
 xdotool mousedown 1
 sleep 0.3
 xdotool mousemove_relative 60 20

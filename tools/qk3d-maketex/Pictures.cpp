@@ -176,10 +176,60 @@ Canvas PaintShadow() {
     });
     return canvas;
 }
+// A drop of water: a bright core in a soft round.
+Canvas PaintDrop() {
+    Canvas canvas(64, 64);
+    canvas.Fill([](float x, float y) {
+        float const distance = std::hypot(x - 0.5f, y - 0.5f) * 2;
+        float const core = 1 - Smooth(0.0f, 0.45f, distance);
+        return Paint{0.75f + 0.25f * core, 0.88f + 0.12f * core, 1.0f,
+                     0.30f * (1 - Smooth(0.2f, 1.0f, distance)) + 0.70f * core};
+    });
+    return canvas;
+}
+
+// The pieces of panels, in one picture of 128 by 64: ground, frame, track of a bar, and the bars' colours, each in a
+// field of 32 by 32 pixels. A script picks one as a part of the texture.
+Canvas PaintPanel() {
+    Canvas canvas(128, 64);
+    Paint const top[] = {{0.13f, 0.17f, 0.22f, 0.80f}, {0.95f, 0.72f, 0.10f, 1.0f}, {0.02f, 0.03f, 0.05f, 0.80f},
+                         {0.45f, 0.85f, 1.00f, 1.0f},  {0.60f, 0.95f, 0.60f, 1.0f}, {1.00f, 0.72f, 0.40f, 1.0f}};
+    Paint const bottom[] = {{0.05f, 0.07f, 0.10f, 0.88f}, {0.85f, 0.60f, 0.06f, 1.0f}, {0.10f, 0.13f, 0.17f, 0.80f},
+                            {0.10f, 0.50f, 0.85f, 1.0f},  {0.15f, 0.60f, 0.30f, 1.0f}, {0.85f, 0.40f, 0.10f, 1.0f}};
+    canvas.Fill([&](float x, float y) {
+        int const field = static_cast<int>(y * 2) * 4 + static_cast<int>(x * 4);
+        if (field > 5) return Paint{0, 0, 0, 0};
+        float const down = y * 2 - std::floor(y * 2);
+        return Mix(top[field], bottom[field], down);
+    });
+    return canvas;
+}
+
+// A round badge of 96 by 96 pixels, with the engine's initials and a ring of stripes. Round edges are soft.
+Canvas PaintBadge() {
+    Canvas canvas(96, 96);
+    canvas.Fill([](float x, float y) {
+        float const dx = x - 0.5f, dy = y - 0.5f, distance = std::hypot(dx, dy) * 96;
+        float const inside = 1 - Smooth(46.5f, 47.8f, distance);
+        float const angle = (std::atan2(dy, dx) / 6.2831853f + 0.5f) * 24;
+        float const stripe = Smooth(0.44f, 0.56f, std::fabs(angle - std::floor(angle) - 0.5f) * 2);
+        Paint const ring = Mix(Paint{0.10f, 0.10f, 0.11f}, Paint{0.95f, 0.72f, 0.10f}, stripe);
+        Paint const field = Mix(Paint{0.16f, 0.30f, 0.46f}, Paint{0.05f, 0.10f, 0.18f}, y);
+        Paint paint = Mix(Mix(field, Paint{0.85f, 0.87f, 0.90f}, Smooth(33.2f, 34.2f, distance)), ring,
+                          Smooth(36.0f, 37.0f, distance));
+        paint.a = inside;
+        return paint;
+    });
+    int const size = 4;
+    canvas.Write("QK", (96 - Canvas::WidthOf("QK", size)) / 2 + 1, 34, size, {0.02f, 0.03f, 0.04f});
+    canvas.Write("QK", (96 - Canvas::WidthOf("QK", size)) / 2, 33, size, {0.96f, 0.94f, 0.88f});
+    return canvas;
+}
 } // namespace
 
 Picture const kPictures[] = {
     {"ground", PaintGround}, {"sky", PaintSky},     {"sign", PaintSign},   {"crate", PaintCrate},
     {"metal", PaintMetal},   {"glass", PaintGlass}, {"noise", PaintNoise}, {"shadow", PaintShadow},
-    {"stains", PaintStains}, {nullptr, nullptr},
+    {"stains", PaintStains}, {"drop", PaintDrop},   {"panel", PaintPanel}, {"badge", PaintBadge},
+    {nullptr, nullptr},
 };

@@ -34,6 +34,7 @@ CViewEngine::CViewEngine(Options const& options) : m_files(options.package) {
     std::string const backend = options.trace.empty() ? options.backend : "QK3DTrace";
     LoadPlugin(backend, SettingsFor(options, backend));
     LoadPlugin("QK3DModels", {});
+    LoadPlugin("QK3DEmitters", {});
 
     m_device = engine.CreateRenderSystem(backend, "view");
     if (!m_device) throw Failure("the device cannot be had: " + backend);

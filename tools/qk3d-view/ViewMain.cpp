@@ -2,6 +2,8 @@
 #include "QK3DCalculagraph.h"
 #include "QK3DRenderSystem.h"
 #include "QKJson.h"
+#include "ViewHud.h"
+#include "ViewOverlay.h"
 #include "ViewPicture.h"
 #include "ViewScene.h"
 #include "ViewSceneFile.h"
@@ -9,6 +11,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
+#include <optional>
 
 namespace {
 using namespace view;
@@ -42,6 +45,7 @@ public:
         std::chrono::duration<double, std::milli> const passed = std::chrono::steady_clock::now() - m_start;
         m_times.push_back(passed.count());
     }
+    double Last() const { return m_times.back(); }
     void Print(CViewEngine& engine, CDrawCounter const& counter) {
         if (m_times.empty()) return;
         std::sort(m_times.begin(), m_times.end());
@@ -52,13 +56,12 @@ public:
         };
         std::printf("a frame: %.1f draws, whose passes set %.1f states", perFrame(counter.GetDraws()),
                     perFrame(counter.GetStates()));
-        // Without the filter each state would be set for a draw and taken back after it.
         Json::Value statistics;
         unsigned int sent = 0;
         if (engine.Call("GetStatistics", Json::Value(Json::objectValue), &statistics) &&
             qklib::ReadUInt(statistics, "StateSetters", sent))
-            std::printf(": %.1f state calls, of which %.1f are saved by the filter", perFrame(2 * counter.GetStates()),
-                        std::max(perFrame(2 * counter.GetStates()) - perFrame(sent), 0.0));
+            std::printf(": %.1f state calls, of which %.1f are saved by the filter", perFrame(counter.GetStateCalls()),
+                        std::max(perFrame(counter.GetStateCalls()) - perFrame(sent), 0.0));
         std::printf("\n");
     }
 
@@ -70,12 +73,18 @@ private:
 void Run(Options const& options) {
     CViewEngine engine(options);
     CViewScene scene(engine);
+    CViewOverlay overlay(engine, scene.Counter(), options.font);
     if (options.scene.empty())
         FillFromModels(engine, scene, options);
     else
-        FillFromFile(engine, scene, options.scene);
+        FillFromFile(engine, scene, overlay, options.scene);
+    std::optional<CViewHud> hud;
+    if (options.hud || options.window) { // in a window a key shows it, too
+        hud.emplace(engine, overlay, scene.Counter());
+        hud->SetVisible(options.hud);
+    }
 
-    CViewWindow window(engine, scene, options.output.empty() ? "qk3d-view.png" : options.output);
+    CViewWindow window(engine, scene, hud ? &*hud : nullptr, options.output.empty() ? "qk3d-view.png" : options.output);
     CFrameTimes times;
     CSceneClock clock(options);
     bool const isEndless = options.window && options.frames == 0;
@@ -84,8 +93,10 @@ void Run(Options const& options) {
         if (options.window && !window.Follow()) break;
         times.Begin();
         scene.Advance(clock.At(frame));
+        overlay.Advance();
         if (!engine.Device().UpdateAllRenderTarget(FrameTime(frame))) throw Failure("the device is lost");
         times.End();
+        if (hud) hud->TakeFrame(times.Last());
         if (frame == 0) scene.CheckMaterials();
     }
     // From an endless window a picture comes at a keystroke only.

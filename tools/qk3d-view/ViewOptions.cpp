@@ -24,13 +24,15 @@ How:
   --time-step S      seconds from one frame to the next (1/60); the clock of the system plays no part, so the same
                      command draws the same picture. Only a window without --frames and --time-step follows the clock
   --backend NAME     the plug-in that draws (QK3DGL)
+  --hud              what a frame costs, in a panel over the scene
+  --font FILE        the font of panels (DejaVu Sans)
 
 Where to:
   --out FILE.png     the last frame
   --trace FILE       draws nothing, but writes each operation that would reach the device, one JSON object a line
   --window           a window. Drag with the left button to orbit, with the right one to pan, turn
-                     the wheel to zoom. Keys: W wireframe, R reload the scripts (a changed script reloads by itself),
-                     S screenshot (of the name in --out, or qk3d-view.png), Escape close
+                     the wheel to zoom. Keys: H the panel of --hud, W wireframe, R reload the scripts (a changed script
+                     reloads by itself), S screenshot (of the name in --out, or qk3d-view.png), Escape close
 
   --help             this text
 
@@ -76,12 +78,14 @@ bool ReadOptions(std::vector<std::string> const& arguments, Options& options, st
     };
     Row const rows[] = {
         {"--help", false, [&](auto&) { return options.help = true; }},
+        {"--hud", false, [&](auto&) { return options.hud = true; }},
         {"--window", false, [&](auto&) { return options.window = true; }},
         {"--scene", true, text(options.scene)},
         {"--out", true, text(options.output)},
         {"--package", true, text(options.package)},
         {"--trace", true, text(options.trace)},
         {"--backend", true, text(options.backend)},
+        {"--font", true, text(options.font)},
         {"--size", true, [&](std::string const& value) { return ReadSize(value, options.width, options.height); }},
         {"--frames", true, [&](std::string const& value) { return ReadNumber(value, 1u, 1000000u, options.frames); }},
         {"--time-step", true,

@@ -19,13 +19,15 @@ struct Options {
     std::string package; ///< where all of the above is read from; empty: the disk
     std::string output;
     std::string trace;
+    std::string font; ///< empty: one of the system
     std::string backend = "QK3DGL";
     unsigned int width = 960;
     unsigned int height = 540;
-    unsigned int frames = 0;    ///< 0: one, or in a window until it is closed
+    unsigned int frames = 0; ///< 0: one, or in a window until it is closed
     /// Seconds from frame to frame. Without it 1/60, or in a window that stays open what the clock of the system says.
     std::optional<double> timeStep;
     bool window = false;
+    bool hud = false;
     bool help = false;
 };
 

@@ -2,8 +2,11 @@
 #include "ViewScene.h"
 
 #include "QK3DCamera.h"
+#include "QK3DEmitter.h"
 #include "QK3DEntity.h"
+#include "QK3DFactory.h"
 #include "QK3DGPUProgram.h"
+#include "QK3DGenName.h"
 #include "QK3DHardwareBufferManager.h"
 #include "QK3DMain.h"
 #include "QK3DMaterial.h"
@@ -27,7 +30,7 @@ using namespace qk3d;
 
 namespace {
 constexpr float kDegree = 3.14159265f / 180;
-constexpr short kOpaqueLayer = 1, kTransparentLayer = 2;
+constexpr short kOpaqueLayer = 1, kTransparentLayer = 2, kParticleLayer = 3;
 
 CResourceSystem& Resources() { return CQK3DMain::GetResourceSystem(); }
 
@@ -87,6 +90,7 @@ CViewScene::~CViewScene() {
     m_engine.Target().RemoveAllViewport();
     for (Screen& screen : m_screens)
         if (CRenderTexture* const target = screen.texture->GetRenderTexture()) target->RemoveAllViewport();
+    m_emitters.clear();
     m_engine.Scene().DestroyAllMovableObject();
 }
 
@@ -130,11 +134,14 @@ _ResourceSharePtr<CMesh> CViewScene::MakeShape(ObjectPlan const& plan) {
     return mesh;
 }
 
+void CViewScene::CheckMaterialName(std::string const& material) const {
+    if (!material.empty() && !Resources().IsResourceExist("CMaterial", ToNarrow(material)))
+        throw Failure("there is no material of this name: " + material);
+}
+
 void CViewScene::AddObject(ObjectPlan const& plan) {
     string const material = ToNarrow(plan.material);
-    if (!material.empty() && !Resources().IsResourceExist("CMaterial", material))
-        throw Failure("there is no material of this name: " + plan.material);
-
+    CheckMaterialName(plan.material);
     _ResourceSharePtr<CMesh> mesh = plan.model.empty() ? MakeShape(plan) : LoadModel(plan);
     m_held.push_back(mesh);
     CSceneManager& scene = m_engine.Scene();
@@ -174,6 +181,30 @@ void CViewScene::AddObject(ObjectPlan const& plan) {
     }
 }
 
+void CViewScene::AddEmitter(EmitterPlan const& plan) {
+    CheckMaterialName(plan.material);
+    std::unique_ptr<CEmitter> emitter(
+        CQK3DMain::GetFactory().CreateEmitter(ToNarrow(plan.type), CGenName::GenNameByTime_ansi("emitter", "")));
+    if (!emitter) throw Failure("there are no emitters of this type: " + plan.type);
+    ObjectPlan looks;
+    looks.shape = plan.shape;
+    looks.material = plan.material;
+    _ResourceSharePtr<CMesh> mesh = MakeShape(looks);
+    emitter->SetMesh(mesh); // which holds it
+    _ResourceSharePtr<CMaterial> material = Resources().GetResource("CMaterial", ToNarrow(plan.material));
+    emitter->SetMaterial(material);
+    if (auto* const settings = dynamic_cast<qklib::ISerial*>(emitter.get())) settings->SetFromParameter(plan.settings);
+    emitter->SetBornTime(-static_cast<long long>(plan.runningFor * 1e7));
+
+    CSceneNode* const node =
+        m_engine.Scene().GetRootSceneNode()->CreateChildSceneNode(Vector3::ZERO, Quaternion::IDENTITY);
+    node->SetTransform(TurnedBy(plan.rotation) *
+                       MatBuildTranslation(plan.position.x, plan.position.y, plan.position.z));
+    node->AttachMovableObject(emitter.get());
+    m_counter.Watch(*emitter);
+    m_emitters.push_back(std::move(emitter));
+}
+
 void CViewScene::GetBounds(Vector3& centre, float& radius) const {
     if (!m_low) return;
     centre = (*m_low + *m_high) * 0.5f;
@@ -197,7 +228,7 @@ void CViewScene::SetView(Orbit const& orbit) {
     for (Screen& screen : m_screens) AddViewports(*screen.texture->GetRenderTexture(), *screen.camera, true);
 }
 
-// Two layers over the same range: what is transparent goes over everything opaque.
+// Layers over the same range: what is transparent goes over everything opaque, and particles over that.
 void CViewScene::AddViewports(CRenderTarget& target, CCamera& camera, bool isScreen) {
     for (short const layer : {kOpaqueLayer, kTransparentLayer}) {
         CViewport* const viewport = target.AddViewport(&camera, layer, 0.0f, 0.0f, 1.0f, 1.0f);
@@ -206,10 +237,12 @@ void CViewScene::AddViewports(CRenderTarget& target, CCamera& camera, bool isScr
                 !(isScreen && object.plan.isHiddenFromScreens))
                 viewport->AddMovableObject(object.entity);
     }
+    if (!m_emitters.empty()) {
+        CViewport* const viewport = target.AddViewport(&camera, kParticleLayer, 0.0f, 0.0f, 1.0f, 1.0f);
+        for (auto const& emitter : m_emitters) viewport->AddMovableObject(emitter.get());
+    }
     if (isScreen) target.SetBackgroundColor(m_engine.Target().GetBackgroundColor());
 }
-
-void CViewScene::Place(Object& object) const { object.node->SetTransform(object.transform); }
 
 void CViewScene::Advance(double seconds) {
     m_engine.Scene().GetTimer().GotoTime(static_cast<long long>(std::llround(seconds * 1e7)));

@@ -7,10 +7,12 @@
 #include "ViewShapes.h"
 #include <filesystem>
 #include <list>
+#include <memory>
 #include <optional>
 
 namespace qk3d {
 class CCamera;
+class CEmitter;
 class CMaterial;
 class CMesh;
 class CPass;
@@ -45,6 +47,17 @@ struct ObjectPlan {
     bool isHiddenFromScreens = false;
 };
 
+/// Something that emits. Texts are UTF-8.
+struct EmitterPlan {
+    std::string type; ///< as the factory knows it
+    Shape shape;      ///< of each particle
+    std::string material;
+    qk3d::Vector3 position = qk3d::Vector3(0, 0, 0);
+    qk3d::Vector3 rotation = qk3d::Vector3(0, 0, 0); ///< as of an object
+    double runningFor = 0;                           ///< seconds that it has emitted for when the scene starts
+    Json::Value settings;                            ///< the emitter's own script
+};
+
 /// A texture that shows the scene through a camera of its own.
 struct ScreenPlan {
     std::string texture;
@@ -63,6 +76,9 @@ public:
     /// Failure if its file is missing or broken, or its material unknown.
     void AddObject(ObjectPlan const& plan);
     void AddScreen(ScreenPlan const& plan);
+
+    /// Failure if no plug-in brings this type of emitters, or its material is unknown.
+    void AddEmitter(EmitterPlan const& plan);
 
     /// The device's own form: see the command "SetLight" and "SetMaterial" of the back-end.
     void SetLight(Json::Value const& light);
@@ -85,7 +101,7 @@ public:
     /// Failure that names a texture or program of a material that could not be made ready in the last frame.
     void CheckMaterials();
 
-    CDrawCounter const& Counter() const { return m_counter; }
+    CDrawCounter& Counter() { return m_counter; }
 
 private:
     struct Object {
@@ -107,7 +123,7 @@ private:
 
     qk3d::_ResourceSharePtr<qk3d::CMesh> LoadModel(ObjectPlan const& plan);
     qk3d::_ResourceSharePtr<qk3d::CMesh> MakeShape(ObjectPlan const& plan);
-    void Place(Object& object) const;
+    void CheckMaterialName(std::string const& material) const;
     void AddViewports(qk3d::CRenderTarget& target, qk3d::CCamera& camera, bool isScreen);
     void FeedPrograms(double seconds);
 
@@ -115,6 +131,7 @@ private:
     std::list<Script> m_scripts;
     std::list<Object> m_objects;
     std::list<Screen> m_screens;
+    std::list<std::unique_ptr<qk3d::CEmitter>> m_emitters;
     std::vector<qk3d::ResourceSharePtr> m_held; // meshes: a resource lives while it is held
     qk3d::CCamera* m_camera = nullptr;
     Orbit m_view;

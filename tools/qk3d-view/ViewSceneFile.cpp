@@ -9,16 +9,24 @@
 //   "Surface"     object for the device's command "SetMaterial"
 //   "Camera"      the window's: "LookAt", "Distance", "Yaw", "Pitch", "Fov", "Near", "Far", "Turn" (degrees a second)
 //   "Screens"     array of objects: "Texture" (the name under which materials use it), "Size" [width, height], "Camera"
-//   "Objects"     array of objects: "Model" (a file) or "Shape" (PLANE, QUAD, BOX, BALL, DOME) with "Size" and "Repeat";
+//   "Objects"     array of objects: "Model" (a file) or "Shape" (PLANE, QUAD, CROSS, BOX, BALL, DOME) with "Size" and "Repeat";
 //                 "Material", "Position", "Rotation" [about x, about y, about z], "Scale" or "Fit" (the length of its
 //                 largest side; it stands on its position then), "Spin" (degrees a second), "Transparent",
 //                 "HideFromScreens"
+//   "Emitters"    array of objects: "Type" (ParticleEmitter or EmitterEmitter of the plug-in QK3DEmitters), "Shape" with
+//                 "Size" (of each particle), "Material", "Position", "Rotation", "RunningFor" (seconds before the start)
+//                 and "Settings", the emitter's own script
+//   "Panels"      array of objects: "Script" (an overlay script) and "Lines", array of texts for sub-items whose texture
+//                 is "Blank": "Item" (names joined by "."), "Left", "Right", "Size" (pixels), "Colour"
 #include "ViewSceneFile.h"
 
+#include "QK3DOverlayItem.h"
 #include "QK3DRenderWindow.h"
 #include "QK3DText.h"
 #include "QKJson.h"
+#include "ViewOverlay.h"
 #include "ViewScene.h"
+#include <algorithm>
 #include <cmath>
 
 namespace view {
@@ -81,6 +89,37 @@ ObjectPlan ReadObject(Json::Value const& value, std::string const& file) {
     return plan;
 }
 
+EmitterPlan ReadEmitter(Json::Value const& value, std::string const& file) {
+    EmitterPlan plan;
+    plan.type = ReadText(value, "Type");
+    plan.shape.kind = ReadText(value, "Shape");
+    if (!IsShape(plan.shape.kind)) throw Failure("an emitter has no known shape: " + file);
+    ReadFloats(value, "Size", &plan.shape.size.x, 3);
+    plan.material = ReadText(value, "Material");
+    ReadFloats(value, "Position", &plan.position.x, 3);
+    ReadFloats(value, "Rotation", &plan.rotation.x, 3);
+    float runningFor = 0;
+    if (ReadFloat(value, "RunningFor", runningFor)) plan.runningFor = std::clamp(runningFor, 0.0f, 1e6f);
+    plan.settings = JsonMember(value, "Settings");
+    return plan;
+}
+
+void AddPanel(CViewOverlay& overlay, Json::Value const& value, std::string const& file) {
+    std::string const script = Beside(file, ReadText(value, "Script"));
+    COverlayItem& panel = overlay.AddPanel(script);
+    for (Json::Value const& entry : JsonMember(value, "Lines")) {
+        COverlayItem* const item = panel.GetSubItem(JsonToAnsi(JsonMember(entry, "Item")));
+        if (!item) throw Failure("the panel has no item " + ReadText(entry, "Item") + ": " + script);
+        TextLine line;
+        line.left = ReadText(entry, "Left");
+        line.right = ReadText(entry, "Right");
+        ReadUInt(entry, "Size", line.size);
+        line.size = std::clamp(line.size, 1u, 512u);
+        line.colour = static_cast<unsigned int>(ReadColour(entry, "Colour", color(line.colour)));
+        overlay.SetLine(*item, line);
+    }
+}
+
 ScreenPlan ReadScreen(Json::Value const& value) {
     ScreenPlan plan;
     plan.texture = ReadText(value, "Texture");
@@ -115,7 +154,7 @@ void AddDefaultLights(CViewScene& scene) {
 }
 } // namespace
 
-void FillFromFile(CViewEngine& engine, CViewScene& scene, std::string const& file) {
+void FillFromFile(CViewEngine& engine, CViewScene& scene, CViewOverlay& overlay, std::string const& file) {
     Json::Value const root = engine.Files().ReadJson(file);
     engine.Target().SetBackgroundColor(ReadColour(root, "Background", color(255, 60, 70, 85)));
     for (Json::Value const& folder : JsonMember(root, "Folders"))
@@ -135,6 +174,8 @@ void FillFromFile(CViewEngine& engine, CViewScene& scene, std::string const& fil
     for (Json::Value const& material : JsonMember(root, "Materials"))
         scene.AddMaterial(Beside(file, ToUtf8(JsonToAnsi(material))));
     for (Json::Value const& object : JsonMember(root, "Objects")) scene.AddObject(ReadObject(object, file));
+    for (Json::Value const& emitter : JsonMember(root, "Emitters")) scene.AddEmitter(ReadEmitter(emitter, file));
+    for (Json::Value const& panel : JsonMember(root, "Panels")) AddPanel(overlay, panel, file);
     scene.SetView(ReadOrbit(JsonMember(root, "Camera")));
 }
 

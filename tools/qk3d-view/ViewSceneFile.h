@@ -5,10 +5,11 @@
 
 namespace view {
 class CViewEngine;
+class CViewOverlay;
 class CViewScene;
 
 /// Failure if a file is missing or broken. The form of a scene file is told in ViewSceneFile.cpp.
-void FillFromFile(CViewEngine& engine, CViewScene& scene, std::string const& file);
+void FillFromFile(CViewEngine& engine, CViewScene& scene, CViewOverlay& overlay, std::string const& file);
 
 /// The models side by side on the ground, with light from the upper left and a camera that turns around them.
 void FillFromModels(CViewEngine& engine, CViewScene& scene, Options const& options);

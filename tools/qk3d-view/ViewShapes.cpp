@@ -68,6 +68,16 @@ void MakeQuad(Geometry& out, Shape const& shape) {
     });
 }
 
+void MakeCross(Geometry& out, Shape const& shape) {
+    for (float const turn : {kPi / 4, -kPi / 4})
+        out.AddGrid(1, 1, [&](float u, float v) {
+            Vector3 const place(std::cos(turn) * (u - 0.5f), 0.5f - v, std::sin(turn) * (u - 0.5f));
+            return Vertex{Times(place, shape.size),
+                          Vector3(std::sin(turn), 0, -std::cos(turn)),
+                          {u * shape.repeat.x, v * shape.repeat.y}};
+        });
+}
+
 void MakeBox(Geometry& out, Shape const& shape) {
     struct Side {
         Vector3 normal, right, down;
@@ -99,6 +109,7 @@ struct Kind {
 constexpr Kind kKinds[] = {
     {"PLANE", MakePlane},
     {"QUAD", MakeQuad},
+    {"CROSS", MakeCross},
     {"BOX", MakeBox},
     {"BALL", [](Geometry& out, Shape const& shape) { MakeBall(out, shape, kPi, 0.5f, 1); }},
     {"DOME", [](Geometry& out, Shape const& shape) { MakeBall(out, shape, kPi * 0.52f, 1, -1); }},

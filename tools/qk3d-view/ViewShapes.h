@@ -11,8 +11,8 @@ class CRenderSystem;
 
 namespace view {
 struct Shape {
-    /// "PLANE" lies flat and looks up, "QUAD" stands and looks along -z, "BOX", "BALL", and "DOME", half a ball seen from
-    /// inside. All are centred on the origin, but for the dome, which stands on it.
+    /// "PLANE" lies flat and looks up, "QUAD" stands and looks along -z, "BOX", "BALL", "DOME", half a ball seen from
+    /// inside, and "CROSS", two quads that stand across each other, for what is to look alike from all around. All are centred on the origin, but for the dome, which stands on it.
     std::string kind;
     qk3d::Vector3 size = qk3d::Vector3(1, 1, 1); ///< along x, y and z
     qk3d::Vector2 repeat = qk3d::Vector2(1, 1);  ///< how often the texture fits on it

@@ -3,6 +3,7 @@
 
 #include "QK3DRenderWindow.h"
 #include "QKJson.h"
+#include "ViewHud.h"
 #include "ViewPicture.h"
 #include "ViewScene.h"
 #include <algorithm>
@@ -17,8 +18,8 @@ constexpr unsigned int kLeftButton = 1, kRightButton = 2;
 constexpr float kDegreesPerPixel = 0.35f;
 } // namespace
 
-CViewWindow::CViewWindow(CViewEngine& engine, CViewScene& scene, std::string screenshot)
-    : m_engine(engine), m_scene(scene), m_screenshot(std::move(screenshot)) {}
+CViewWindow::CViewWindow(CViewEngine& engine, CViewScene& scene, CViewHud* hud, std::string screenshot)
+    : m_engine(engine), m_scene(scene), m_hud(hud), m_screenshot(std::move(screenshot)) {}
 
 bool CViewWindow::Follow() {
     Json::Value in(Json::objectValue), state;
@@ -75,6 +76,7 @@ void CViewWindow::TakeKeys(Json::Value const& state) {
     }
     auto const isPressed = [&](char const* key) { return keys.count(key) && !m_keys.count(key); };
     if (isPressed("ESCAPE")) m_isClosing = true;
+    if (isPressed("H") && m_hud) m_hud->SetVisible(!m_hud->IsVisible());
     if (isPressed("R")) m_scene.ReloadMaterials(false);
     if (isPressed("W")) m_scene.SetWireframe(m_isWireframe = !m_isWireframe);
     if (isPressed("S")) {

@@ -5,12 +5,14 @@
 #include <set>
 
 namespace view {
+class CViewHud;
 class CViewScene;
 
 /// Follows the window's input from frame to frame.
 class CViewWindow {
 public:
-    CViewWindow(CViewEngine& engine, CViewScene& scene, std::string screenshot);
+    /// `hud` may be null.
+    CViewWindow(CViewEngine& engine, CViewScene& scene, CViewHud* hud, std::string screenshot);
 
     /// Takes what happened since the last frame. False once the window is to close.
     bool Follow();
@@ -21,6 +23,7 @@ private:
 
     CViewEngine& m_engine;
     CViewScene& m_scene;
+    CViewHud* m_hud;              // not owned
     std::string m_screenshot;     // where a screenshot goes; UTF-8
     std::set<std::string> m_keys; // held down in the last frame
     float m_cursorX = 0, m_cursorY = 0;
