@@ -6,9 +6,6 @@
 
 namespace qk3d {
 namespace {
-// Below this size a determinant counts as zero: the spacing of floats at 1.
-constexpr float kSmallestDeterminant = 1.1920929e-7f;
-
 void WriteRows(std::ostream& out, float const* m, int size) {
     out << std::fixed;
     for (int row = 0; row < size; ++row) {
@@ -18,16 +15,6 @@ void WriteRows(std::ostream& out, float const* m, int size) {
     out.unsetf(std::ios_base::floatfield);
 }
 
-#ifdef QK3D_MATH_SSE2
-// a x b in the first three lanes: (a.y * b.z - a.z * b.y, ...), one rounding after each product as in the plain form.
-__m128 Cross(__m128 a, __m128 b) {
-    __m128 const a_yzx = _mm_shuffle_ps(a, a, _MM_SHUFFLE(3, 0, 2, 1)),
-                 a_zxy = _mm_shuffle_ps(a, a, _MM_SHUFFLE(3, 1, 0, 2));
-    __m128 const b_yzx = _mm_shuffle_ps(b, b, _MM_SHUFFLE(3, 0, 2, 1)),
-                 b_zxy = _mm_shuffle_ps(b, b, _MM_SHUFFLE(3, 1, 0, 2));
-    return _mm_sub_ps(_mm_mul_ps(a_yzx, b_zxy), _mm_mul_ps(a_zxy, b_yzx));
-}
-#endif
 } // namespace
 
 Matrix33::Matrix33(Quaternion const& q) {
@@ -57,7 +44,7 @@ Matrix44 const& Matrix44::Transpose() {
 
 Matrix33 const& Matrix33::Invert() {
     float const determinant = Determinant();
-    if (std::fabs(determinant) < kSmallestDeterminant) return SetIdentity();
+    if (std::fabs(determinant) < detail::kSmallestDeterminant) return SetIdentity();
 
     float const s = 1.0f / determinant;
     Matrix33 const a = *this;
@@ -69,46 +56,15 @@ Matrix33 const& Matrix33::Invert() {
     return *this;
 }
 
-#ifdef QK3D_MATH_SSE2
-// The columns of the adjugate are cross products of the rows.
-Matrix44 const& Matrix44::Invert() {
-    float const determinant = Determinant();
-    if (std::fabs(determinant) < kSmallestDeterminant) return SetIdentity();
+#ifndef QK3D_MATH_SSE2
+Matrix44 Matrix44::GetInverse() const {
+    if (std::fabs(Determinant()) < detail::kSmallestDeterminant) return IDENTITY;
 
-    __m128 const row0 = _mm_loadu_ps(m), row1 = _mm_loadu_ps(m + 4), row2 = _mm_loadu_ps(m + 8);
-    __m128 const scale = _mm_set1_ps(1.0f / determinant);
-    __m128 r0 = _mm_mul_ps(Cross(row1, row2), scale);
-    __m128 r1 = _mm_mul_ps(Cross(row2, row0), scale);
-    __m128 r2 = _mm_mul_ps(Cross(row0, row1), scale);
-    __m128 r3 = _mm_setzero_ps();
-    _MM_TRANSPOSE4_PS(r0, r1, r2, r3);
-
-    // -(t.x * row0 + t.y * row1 + t.z * row2); a sign flip, so that an all zero sum stays as the plain form has it.
-    __m128 const t = _mm_loadu_ps(m + 12);
-    __m128 sum = _mm_mul_ps(_mm_shuffle_ps(t, t, _MM_SHUFFLE(0, 0, 0, 0)), r0);
-    sum = _mm_add_ps(sum, _mm_mul_ps(_mm_shuffle_ps(t, t, _MM_SHUFFLE(1, 1, 1, 1)), r1));
-    sum = _mm_add_ps(sum, _mm_mul_ps(_mm_shuffle_ps(t, t, _MM_SHUFFLE(2, 2, 2, 2)), r2));
-
-    // The crosses carry rubbish in their fourth lane, which the transpose moved to r3; the fourth lanes of r0 to r2
-    // are the zeros it started from.
-    _mm_storeu_ps(m, r0);
-    _mm_storeu_ps(m + 4, r1);
-    _mm_storeu_ps(m + 8, r2);
-    _mm_storeu_ps(m + 12, _mm_xor_ps(sum, _mm_set1_ps(-0.0f)));
-    m[15] = 1;
-    return *this;
-}
-#else
-Matrix44 const& Matrix44::Invert() {
-    float const determinant = Determinant();
-    if (std::fabs(determinant) < kSmallestDeterminant) return SetIdentity();
-
-    Matrix33 r(m[0], m[1], m[2], m[4], m[5], m[6], m[8], m[9], m[10]);
-    r.Invert();
+    Matrix33 const r = Matrix33(m[0], m[1], m[2], m[4], m[5], m[6], m[8], m[9], m[10]).GetInverse();
     Vector3 const t = -(Vector3(m[12], m[13], m[14]) * r);
-    *this = Matrix44(r);
-    m[12] = t.x, m[13] = t.y, m[14] = t.z;
-    return *this;
+    Matrix44 result(r);
+    result.m[12] = t.x, result.m[13] = t.y, result.m[14] = t.z;
+    return result;
 }
 #endif
 

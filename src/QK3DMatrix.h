@@ -114,8 +114,8 @@ struct Matrix44 {
     }
     /// Becomes the inverse of an affine transform: the right column is taken as (0, 0, 0, 1) whatever it holds, so this
     /// does not invert a projection. The identity when the determinant is below 1.1920929e-7 in size.
-    QK3D_API Matrix44 const& Invert();
-    Matrix44 GetInverse() const { return Matrix44(*this).Invert(); }
+    Matrix44 const& Invert() { return *this = GetInverse(); }
+    Matrix44 GetInverse() const;
 };
 
 inline constexpr Matrix33 Matrix33::IDENTITY{1, 0, 0, 0, 1, 0, 0, 0, 1};
@@ -158,6 +158,11 @@ inline Matrix33 operator*(Matrix33 const& a, Matrix33 const& b) {
 }
 inline Matrix33 const& Matrix33::operator*=(Matrix33 const& other) { return *this = *this * other; }
 
+namespace detail {
+/// Below this size a determinant counts as zero: the spacing of floats at 1.
+inline constexpr float kSmallestDeterminant = 1.1920929e-7f;
+} // namespace detail
+
 // The 4x4 operations work on whole rows. Four-wide or plain, each element is the same sum in the same order.
 #ifdef QK3D_MATH_SSE2
 namespace detail {
@@ -196,6 +201,76 @@ inline Vector4 operator*(Vector4 const& v, Matrix44 const& a) {
                                                     _mm_loadu_ps(a.m + 8), _mm_loadu_ps(a.m + 12)));
     return result;
 }
+
+namespace detail {
+/// (x, y, z, 1) times the matrix.
+inline __m128 PointTimesMatrix(Vector3 const& v, Matrix44 const& a) {
+    __m128 sum = _mm_mul_ps(_mm_set1_ps(v.x), _mm_loadu_ps(a.m));
+    sum = _mm_add_ps(sum, _mm_mul_ps(_mm_set1_ps(v.y), _mm_loadu_ps(a.m + 4)));
+    sum = _mm_add_ps(sum, _mm_mul_ps(_mm_set1_ps(v.z), _mm_loadu_ps(a.m + 8)));
+    return _mm_add_ps(sum, _mm_loadu_ps(a.m + 12));
+}
+
+inline Vector3 FirstThree(__m128 v) {
+    return {_mm_cvtss_f32(v), _mm_cvtss_f32(_mm_shuffle_ps(v, v, _MM_SHUFFLE(1, 1, 1, 1))),
+            _mm_cvtss_f32(_mm_movehl_ps(v, v))};
+}
+
+/// The first three elements one place on, in a circle: (y, z, x).
+inline __m128 Roll(__m128 v) { return _mm_shuffle_ps(v, v, _MM_SHUFFLE(3, 0, 2, 1)); }
+
+/// a x b in the first three lanes: (a.y * b.z - a.z * b.y, ...), one rounding after each product as in the plain form.
+inline __m128 Cross(__m128 a, __m128 rolledA, __m128 b, __m128 rolledB) {
+    return Roll(_mm_sub_ps(_mm_mul_ps(a, rolledB), _mm_mul_ps(rolledA, b)));
+}
+} // namespace detail
+
+inline Vector3 const& Vector3::operator*=(Matrix44 const& a) {
+    return *this = detail::FirstThree(detail::PointTimesMatrix(*this, a));
+}
+
+/// The point (x, y, z, 1) times the matrix, divided by the resulting w.
+inline Vector3 operator*(Vector3 const& v, Matrix44 const& a) {
+    __m128 const product = detail::PointTimesMatrix(v, a);
+    __m128 const w = _mm_shuffle_ps(product, product, _MM_SHUFFLE(3, 3, 3, 3));
+    return detail::FirstThree(_mm_mul_ps(product, _mm_div_ps(_mm_set1_ps(1), w)));
+}
+
+// The columns of the adjugate are cross products of the rows, and the first of them is what the determinant needs.
+inline Matrix44 Matrix44::GetInverse() const {
+    __m128 const row0 = _mm_loadu_ps(m), row1 = _mm_loadu_ps(m + 4), row2 = _mm_loadu_ps(m + 8);
+    __m128 const rolled0 = detail::Roll(row0), rolled1 = detail::Roll(row1), rolled2 = detail::Roll(row2);
+    __m128 const cross0 = detail::Cross(row1, rolled1, row2, rolled2);
+    __m128 const products = _mm_mul_ps(row0, cross0); // their sum from left to right is the determinant
+    __m128 determinant = _mm_add_ss(products, _mm_shuffle_ps(products, products, _MM_SHUFFLE(1, 1, 1, 1)));
+    determinant = _mm_add_ss(determinant, _mm_movehl_ps(products, products));
+    if (std::fabs(_mm_cvtss_f32(determinant)) < detail::kSmallestDeterminant) return IDENTITY;
+
+    __m128 const factor = _mm_div_ss(_mm_set_ss(1), determinant);
+    __m128 const scale = _mm_shuffle_ps(factor, factor, _MM_SHUFFLE(0, 0, 0, 0));
+    __m128 r0 = _mm_mul_ps(cross0, scale);
+    __m128 r1 = _mm_mul_ps(detail::Cross(row2, rolled2, row0, rolled0), scale);
+    __m128 r2 = _mm_mul_ps(detail::Cross(row0, rolled0, row1, rolled1), scale);
+    __m128 r3 = _mm_setzero_ps();
+    _MM_TRANSPOSE4_PS(r0, r1, r2, r3);
+
+    // -(t.x * row0 + t.y * row1 + t.z * row2); a sign flip, so that an all zero sum stays as the plain form has it.
+    __m128 const t = _mm_loadu_ps(m + 12);
+    __m128 sum = _mm_mul_ps(_mm_shuffle_ps(t, t, _MM_SHUFFLE(0, 0, 0, 0)), r0);
+    sum = _mm_add_ps(sum, _mm_mul_ps(_mm_shuffle_ps(t, t, _MM_SHUFFLE(1, 1, 1, 1)), r1));
+    sum = _mm_add_ps(sum, _mm_mul_ps(_mm_shuffle_ps(t, t, _MM_SHUFFLE(2, 2, 2, 2)), r2));
+    __m128 const lastRow = _mm_xor_ps(sum, _mm_set1_ps(-0.0f));
+    __m128 const zAndOne = _mm_unpackhi_ps(lastRow, _mm_set1_ps(1)); // z in the first lane, 1 in the second
+
+    // The crosses carry rubbish in their fourth lane, which the transpose moved to r3; the fourth lanes of r0 to r2
+    // are the zeros it started from.
+    Matrix44 result;
+    _mm_storeu_ps(result.m, r0);
+    _mm_storeu_ps(result.m + 4, r1);
+    _mm_storeu_ps(result.m + 8, r2);
+    _mm_storeu_ps(result.m + 12, _mm_movelh_ps(lastRow, zAndOne));
+    return result;
+}
 #else
 inline bool Matrix44::operator==(Matrix44 const& other) const {
     for (int i = 0; i < 16; ++i)
@@ -214,6 +289,18 @@ inline Matrix44 operator*(Matrix44 const& a, Matrix44 const& b) {
     Matrix44 result;
     for (int r = 0; r < 4; ++r) result.SetRow(r, a.GetRow(r) * b);
     return result;
+}
+
+inline Vector3 const& Vector3::operator*=(Matrix44 const& a) {
+    return *this = {x * a.m[0] + y * a.m[4] + z * a.m[8] + a.m[12], x * a.m[1] + y * a.m[5] + z * a.m[9] + a.m[13],
+                    x * a.m[2] + y * a.m[6] + z * a.m[10] + a.m[14]};
+}
+/// The point (x, y, z, 1) times the matrix, divided by the resulting w.
+inline Vector3 operator*(Vector3 const& v, Matrix44 const& a) {
+    float const w = 1.0f / (v.x * a.m[3] + v.y * a.m[7] + v.z * a.m[11] + a.m[15]);
+    Vector3 result = v;
+    result *= a;
+    return result * w;
 }
 #endif
 
@@ -250,17 +337,6 @@ inline Vector2 operator*(Vector2 const& v, Matrix33 const& a) {
 inline Vector3 operator*(Vector3 const& v, Matrix33 const& a) {
     return {v.x * a.m[0] + v.y * a.m[3] + v.z * a.m[6], v.x * a.m[1] + v.y * a.m[4] + v.z * a.m[7],
             v.x * a.m[2] + v.y * a.m[5] + v.z * a.m[8]};
-}
-inline Vector3 const& Vector3::operator*=(Matrix44 const& a) {
-    return *this = {x * a.m[0] + y * a.m[4] + z * a.m[8] + a.m[12], x * a.m[1] + y * a.m[5] + z * a.m[9] + a.m[13],
-                    x * a.m[2] + y * a.m[6] + z * a.m[10] + a.m[14]};
-}
-/// The point (x, y, z, 1) times the matrix, divided by the resulting w.
-inline Vector3 operator*(Vector3 const& v, Matrix44 const& a) {
-    float const w = 1.0f / (v.x * a.m[3] + v.y * a.m[7] + v.z * a.m[11] + a.m[15]);
-    Vector3 result = v;
-    result *= a;
-    return result * w;
 }
 inline Vector2 const& Vector2::operator*=(Matrix33 const& a) { return *this = *this * a; }
 inline Vector2 const& Vector2::operator*=(Matrix44 const& a) {

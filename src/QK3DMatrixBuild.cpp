@@ -16,7 +16,18 @@ Matrix33 With2DTranslation(Matrix33 m, float x, float y) {
 
 Matrix44 RotationX(SineCosine a) { return {1, 0, 0, 0, 0, a.cosine, a.sine, 0, 0, -a.sine, a.cosine, 0, 0, 0, 0, 1}; }
 Matrix44 RotationY(SineCosine a) { return {a.cosine, 0, -a.sine, 0, 0, 1, 0, 0, a.sine, 0, a.cosine, 0, 0, 0, 0, 1}; }
+#ifdef QK3D_MATH_SSE2
+// Written in whole rows: who copies a matrix reads rows, and would wait for elements that were written singly.
+Matrix44 RotationZ(SineCosine a) {
+    __m128 const sine = _mm_set_ss(a.sine), cosine = _mm_set_ss(a.cosine);
+    Matrix44 result = Matrix44::IDENTITY;
+    _mm_storeu_ps(result.m, _mm_unpacklo_ps(cosine, sine));
+    _mm_storeu_ps(result.m + 4, _mm_unpacklo_ps(_mm_set_ss(-a.sine), cosine));
+    return result;
+}
+#else
 Matrix44 RotationZ(SineCosine a) { return {a.cosine, a.sine, 0, 0, -a.sine, a.cosine, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1}; }
+#endif
 Matrix33 Rotation2D(SineCosine a) { return {a.cosine, a.sine, 0, -a.sine, a.cosine, 0, 0, 0, 1}; }
 
 // The left and the right hand differ in the third axis alone.
