@@ -3,6 +3,7 @@
 #include "QK3DMain.h"
 #include "QK3DMaterial.h"
 #include "QK3DMemFileSystem.h"
+#include "QK3DOverlayItem.h"
 #include "QK3DPass.h"
 #include "QK3DRenderState.h"
 #include "QK3DResourceSystem.h"
@@ -107,6 +108,28 @@ TEST_F(ScriptsGuide, TexturesTakeTheirKeys) {
     EXPECT_EQ(leaf->GetFilter(), FILTER_BOX);
     EXPECT_EQ(leaf->GetMipFilter(), FILTER_TRIANGLE);
     EXPECT_EQ(leaf->GetColorKey(), color(0xFFFF00FF));
+}
+
+TEST_F(ScriptsGuide, ThePanelIsLaidOutAsTold) {
+    COverlayItem panel(nullptr, nullptr, "panel", 0, 0, 0, 0, 0);
+    ASSERT_TRUE(panel.SetFromScript(ReadDoc("snippets/scripts/overlay.json")));
+    panel.Update(false, CBox());
+    struct {
+        char const* path;
+        CBox box;
+    } const rows[] = {
+        {"edge", {12, 12, 376, 3}},   {"badge", {280, 24, 96, 96}},     {"title", {28, 26, 236, 28}},
+        {"water", {28, 72, 236, 16}}, {"water.bar", {30, 74, 165, 12}},
+    };
+    for (auto const& row : rows) {
+        COverlayItem* const item = panel.GetSubItem(row.path);
+        ASSERT_TRUE(item) << row.path;
+        EXPECT_TRUE(item->GetAbsoluteBox() == row.box)
+            << row.path << " at " << item->GetAbsoluteBox().x << ", " << item->GetAbsoluteBox().y << ", "
+            << item->GetAbsoluteBox().width << " x " << item->GetAbsoluteBox().height;
+    }
+    EXPECT_FALSE(panel.GetSubItem("alarm")->IsVisible());
+    log.TakeText(); // its pictures are not here
 }
 
 template <auto const& kWords>
