@@ -42,7 +42,7 @@ key == "cpu_time" { time[name] = value + 0 }
 key == "time_unit" { time[name] *= value == "ms" ? 1e6 : value == "us" ? 1e3 : 1 }
 key == "allocs" { allocations[name] = value + 0 }
 key ~ /^ns\// { each[name] = each[name] sprintf(" %.4g %s", value * 1, key) }
-key == "bytes" || key == "blocks" { each[name] = each[name] sprintf(" %.4g %s", value, key) }
+key ~ /^bytes/ || key == "blocks" { each[name] = each[name] sprintf(" %.4g %s", value, key) }
 
 END {
     printf "%-32s %14s %10s  %s\n", "workload", "time, ns", "allocs", "beside its limit"
