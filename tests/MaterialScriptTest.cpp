@@ -13,6 +13,7 @@
 #include "RecordingRenderSystem.h"
 #include "TestFiles.h"
 #include "TestLog.h"
+#include "TestStore.h"
 #include <gtest/gtest.h>
 #include <json/writer.h>
 
@@ -21,18 +22,9 @@ namespace {
 // The default resource system, with a store of files in memory for all types.
 class MaterialScript : public testing::Test {
 protected:
-    static constexpr char const* kTypes[] = {"CMaterial",     "CTexture",      "CRenderState",
-                                             "CTextureState", "CSamplerState", "CGPUProgram"};
-
-    MaterialScript() : files(new CMemFileSystem, qklib::PRM_DELETE) {
-        CQK3DMain::GetQK3DMain();
-        for (char const* type : kTypes) resources.GetResourceManager(type)->AddFileSystem("A", files);
+    MaterialScript() {
         Write("brick.png", "no image");
         Write("a.glsl", "uniform float x;");
-    }
-    ~MaterialScript() override {
-        resources.DestroyAllResources();
-        for (char const* type : kTypes) resources.GetResourceManager(type)->RemoveFileSystem("A");
     }
 
     void Write(string const& path, string const& text) { WriteFile(*files, path, text); }
@@ -46,8 +38,8 @@ protected:
 
     CTestLog log;
     CResourceSystem& resources = CQK3DMain::GetResourceSystem();
-    CSharePtr<CFileSystem> files;
     CRecordingRenderSystem device; // outlives the programs of the pass
+    CTestStore files{new CMemFileSystem};
     CPass pass{nullptr, 7};
     CPass const& constPass = pass;
 };

@@ -12,6 +12,7 @@
 #include "QK3DTexture.h"
 #include "QK3DTextureState.h"
 #include "TestLog.h"
+#include "TestStore.h"
 #include <bit>
 #include <fstream>
 #include <gtest/gtest.h>
@@ -29,19 +30,12 @@ string ReadDoc(string const& name) {
 
 class ScriptsGuide : public testing::Test {
 protected:
-    static constexpr char const* kTypes[] = {"CMaterial",     "CTexture",      "CRenderState",
-                                             "CTextureState", "CSamplerState", "CGPUProgram"};
-
-    ScriptsGuide() : files(new CMemFileSystem, qklib::PRM_DELETE) {
-        CQK3DMain::GetQK3DMain();
-        for (char const* type : kTypes) resources.GetResourceManager(type)->AddFileSystem("A", files);
+    ScriptsGuide() {
         for (char const* name : {"glass.png", "leaf.png", "glass.vert", "glass.frag"})
             files->WriteStringToNewFile(string(name), string("source"));
         files->WriteStringToNewFile(string("glow.json"), string(R"({"ZENABLE": "TRUE", "LIGHTING": false})"));
     }
     ~ScriptsGuide() override {
-        resources.DestroyAllResources();
-        for (char const* type : kTypes) resources.GetResourceManager(type)->RemoveFileSystem("A");
         EXPECT_EQ(log.TakeText(), ""); // no script made anybody complain
     }
 
@@ -57,7 +51,7 @@ protected:
 
     CTestLog log;
     CResourceSystem& resources = CQK3DMain::GetResourceSystem();
-    CSharePtr<CFileSystem> files;
+    CTestStore files{new CMemFileSystem};
 };
 
 TEST_F(ScriptsGuide, TheMaterialHasTwoTechniques) {
