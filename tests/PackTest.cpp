@@ -48,6 +48,7 @@ TEST_F(PackTest, WhatIsPackedComesOutAgainFromTheToolAndTheStore) {
         ASSERT_EQ(Pack("create " + option + "p.pak in"), 0);
         EXPECT_EQ(Pack("verify p.pak"), 0);
         EXPECT_TRUE(Said("5 files are good"));
+        EXPECT_FALSE(Said("QK3D")) << "the engine's own affairs: " << File("said");
         EXPECT_EQ(Pack("extract p.pak 'out " + option + "'"), 0);
         EXPECT_EQ(Run("diff -r in 'out " + option + "'"), 0);
         EXPECT_EQ(Pack("list p.pak"), 0);

@@ -1,6 +1,7 @@
 // Pack.cpp: the command line of qk3d-pack.
 #include "Pack.h"
 
+#include "QKLog.h"
 #include <cstdarg>
 #include <cstdio>
 #include <exception>
@@ -14,6 +15,8 @@ constexpr char kUsage[] =
     "       qk3d-pack verify PACKAGE                       reads every file and compares its checksum\n"
     "A package is a ZIP archive that the engine's PackageFileSystem reads. The same files give the same bytes.\n"
     "Exit status: 0 is success, 1 a failure, 2 wrong usage.\n";
+
+unsigned int g_complaintCount = 0;
 
 int Run(std::vector<std::string> arguments) {
     bool isDeflated = false;
@@ -50,6 +53,7 @@ int Run(std::vector<std::string> arguments) {
 } // namespace
 
 void Complain(char const* format, ...) {
+    ++g_complaintCount;
     std::va_list arguments;
     va_start(arguments, format);
     std::fputs("qk3d-pack: ", stderr);
@@ -66,7 +70,15 @@ void Progress::Step() {
     std::fprintf(stderr, "%s: %zu of %zu files\n", m_doing, m_done, m_total);
 }
 
+unsigned int GetComplaintCount() { return g_complaintCount; }
+
 int main(int argc, char** argv) try {
+    // What the engine finds wrong is wrong with the package; its news of itself are of no use here.
+    qklib::CLoger::SetSink(
+        [](qklib::LogRecord const& record, void*) {
+            if (record.level >= qklib::LOG_WARNING) Complain("%s", record.message.c_str());
+        },
+        nullptr);
     return Run({argv + 1, argv + argc});
 } catch (std::exception const& error) { // the file system of the standard library, or no memory
     Complain("%s", error.what());

@@ -15,6 +15,7 @@ int VerifyPackage(std::string const& package);
 __attribute__((format(printf, 1, 2)))
 #endif
 void Complain(char const* format, ...);
+unsigned int GetComplaintCount();
 
 /// Tells on standard error how far long work has come, once a second.
 class Progress {

@@ -3,7 +3,6 @@
 
 #include "PlatformCodePage.h"
 #include "QK3DPackageFileSystem.h"
-#include "QKLog.h"
 #include <cstdio>
 #include <filesystem>
 #include <memory>
@@ -26,16 +25,10 @@ public:
     bool Open(std::string const& path) {
         std::wstring wide;
         if (!qklib::platform::Utf8ToUtf16(path, wide)) wide.clear();
-        bool wasToldWhy = false;
-        qklib::CLoger::SetSink(
-            [](qklib::LogRecord const& record, void* wasTold) {
-                Complain("%s", record.message.c_str());
-                *static_cast<bool*>(wasTold) = true;
-            },
-            &wasToldWhy);
+        unsigned int const before = GetComplaintCount();
         bool const isOpen = OpenPackage(wide);
-        qklib::CLoger::SetSink(nullptr, nullptr);
-        if (!isOpen && !wasToldWhy) Complain("cannot open %s", path.c_str());
+        // The engine has nothing to say of a file that is not there.
+        if (!isOpen && GetComplaintCount() == before) Complain("cannot open %s", path.c_str());
         return isOpen;
     }
 
