@@ -10,6 +10,9 @@ if(QK3D_SANITIZE)
                                                   -fno-omit-frame-pointer)
     target_link_options(qk3d-options INTERFACE -fsanitize=address,undefined)
 endif()
+if(QK3D_FUZZ)
+    target_compile_options(qk3d-options INTERFACE -fsanitize=fuzzer-no-link)
+endif()
 
 # qk3d_add_plugin(NAME SOURCE...): a plug-in lib<NAME> with no prefix, "NAME.so", put beside the programs.
 # A plug-in has to leave the process when it is unloaded: unique symbols would keep it there for ever.
