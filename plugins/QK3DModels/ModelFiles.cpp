@@ -4,13 +4,17 @@
 #include "QK3DText.h"
 #include <algorithm>
 #include <assimp/IOStream.hpp>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <new>
+#include <stdexcept>
+#include <string_view>
 
 namespace qk3d::models {
 namespace {
 constexpr unsigned long long kMaxFileSize = 1ULL << 30;
+constexpr int kMaxEmptyReads = 1000;
 
 class CModelStream : public Assimp::IOStream {
 public:
@@ -21,6 +25,9 @@ public:
         size_t const whole = std::min(count, (m_bytes->size() - m_position) / size);
         if (whole) std::memcpy(buffer, m_bytes->data() + m_position, whole * size);
         m_position += whole * size;
+        // There are readers in the importer that look for a line behind the end of a cut file for ever.
+        m_emptyReads = whole ? 0 : m_emptyReads + 1;
+        if (m_emptyReads > kMaxEmptyReads) throw std::runtime_error("the file is cut off");
         return whole;
     }
     size_t Write(void const*, size_t, size_t) override { return 0; }
@@ -37,7 +44,32 @@ public:
 private:
     FileBytes m_bytes;
     size_t m_position = 0;
+    int m_emptyReads = 0; // on end
 };
+
+std::uint32_t NumberAt(std::string_view file, std::size_t at) {
+    std::uint32_t number = 0;
+    for (std::size_t i = 4; i-- > 0;) number = number << 8 | static_cast<unsigned char>(file[at + i]);
+    return number;
+}
+
+// Whether the importer may see the file. Two of its readers believe what these files say of themselves and read beyond
+// their end: that of binary glTF its lengths, and that of PLY that texts have lines without zeros.
+bool IsSafe(std::string_view file) {
+    if (file.starts_with("glTF")) {
+        if (file.size() < 20 || NumberAt(file, 8) > file.size()) return false;
+        for (std::size_t at = 12; at < file.size();) { // chunk by chunk: length, type, contents
+            if (file.size() - at < 8 || NumberAt(file, at) > file.size() - at - 8) return false;
+            at += 8 + NumberAt(file, at);
+        }
+    }
+    if (file.starts_with("ply")) {
+        std::size_t const end = file.find("\nend_header");
+        bool const isText = file.substr(0, end).find("format ascii") != file.npos;
+        return end != file.npos && file.substr(0, isText ? file.npos : end).find('\0') == file.npos;
+    }
+    return true;
+}
 
 // The spellings under which a store may know a file: as it is, and with either separator throughout. Stores of memory
 // compare their names letter for letter, and a model names its side files as its author liked.
@@ -108,7 +140,8 @@ bool CModelFiles::Exists(char const* file) const {
 Assimp::IOStream* CModelFiles::Open(char const* file, char const* mode) {
     if (!mode || mode[0] != 'r') return nullptr;
     FileBytes bytes = ReadFile(m_store, Utf8ToWide(file));
-    return bytes ? std::make_unique<CModelStream>(std::move(bytes)).release() : nullptr;
+    if (!bytes || !IsSafe({reinterpret_cast<char const*>(bytes->data()), bytes->size()})) return nullptr;
+    return std::make_unique<CModelStream>(std::move(bytes)).release();
 }
 
 void CModelFiles::Close(Assimp::IOStream* file) { delete file; }
