@@ -3,6 +3,7 @@
 
 #include "QKExport.h"
 #include "QKTypes.h"
+#include <new>
 
 namespace qklib {
 enum ELogLevel : unsigned int {
@@ -71,11 +72,15 @@ QKLIB_API string QualifiedFunctionName(char const* prettyFunction);
 } // namespace qklib
 
 /// Logs to the category at the pointer `category`: QK_LOG_TO(category, LOG_WARNING, "No such thing : %s", name). Null
-/// logs nothing, and the arguments are not even formed.
+/// logs nothing, and the arguments are not even formed. A line for which there is no memory is lost: destructors log too.
 #define QK_LOG_TO(category, level, ...)                                                                                \
     do {                                                                                                               \
         using enum ::qklib::ELogLevel;                                                                                 \
-        if (::qklib::CLogCategory* const qkLogCategory = (category))                                                   \
-            qkLogCategory->Log(level, __FILE__, __LINE__, ::qklib::QualifiedFunctionName(__PRETTY_FUNCTION__),         \
-                               __VA_ARGS__);                                                                           \
+        if (::qklib::CLogCategory* const qkLogCategory = (category)) {                                                 \
+            try {                                                                                                      \
+                qkLogCategory->Log(level, __FILE__, __LINE__, ::qklib::QualifiedFunctionName(__PRETTY_FUNCTION__),     \
+                                   __VA_ARGS__);                                                                       \
+            } catch (std::bad_alloc const&) {                                                                          \
+            }                                                                                                          \
+        }                                                                                                              \
     } while (false)

@@ -12,7 +12,12 @@
 namespace qk3d {
 namespace {
 constexpr double kTicksASecond = 1e7;
+
+// So that what is moved between the lists is never in both of them, or in none, for want of memory.
+void MakeRoom(CEmitter::EmitableObjectList& list, std::size_t number) {
+    if (list.capacity() - list.size() < number) list.reserve(std::max(list.size() + number, 2 * list.capacity()));
 }
+} // namespace
 
 // Watches an emitter while it calls its objects: these may destroy it, or empty its lists.
 class CEmitter::CWalk {
@@ -76,6 +81,7 @@ void CEmitter::SetMesh(_ResourceSharePtr<CMesh>& mesh) { m_mesh = mesh; }
 void CEmitter::SetMaterial(_ResourceSharePtr<CMaterial>& material) { m_material = material; }
 
 void CEmitter::ResetEmitter() {
+    MakeRoom(m_deadObjects, m_aliveObjects.size());
     ++m_generation;
     for (CEmitableObject* object : m_aliveObjects) {
         object->Kill();
@@ -147,6 +153,7 @@ bool CEmitter::UpdateAlive(long long now, bool changed) {
     }
     if (m_dying.empty()) return true;
 
+    MakeRoom(m_deadObjects, m_dying.size());
     for (std::size_t place : m_dying) m_deadObjects.push_back(m_aliveObjects[place]);
     auto dying = m_dying.begin();
     std::size_t kept = m_dying.front();
@@ -172,12 +179,23 @@ unsigned int CEmitter::CountDue(long long now) {
 
 void CEmitter::Emit(unsigned int number, long long now, bool changed) {
     CWalk const walk(*this);
+    struct Births { // are counted when something throws, too
+        CEmitter& emitter;
+        CWalk const& walk;
+        unsigned int number = 0;
+        ~Births() {
+            if (!walk.IsOver()) emitter.m_aliveNum += number;
+        }
+    } births{*this, walk};
+
     unsigned int done = 0;
     for (; done < number && m_firstDead < m_deadObjects.size(); ++done) {
         CEmitableObject* const object = m_deadObjects[m_firstDead];
+        MakeRoom(m_aliveObjects, 1);
         if (!StartLife(object, false, now, changed)) return;
         m_aliveObjects.push_back(object);
         ++m_firstDead;
+        ++births.number;
     }
     m_deadObjects.erase(m_deadObjects.begin(), m_deadObjects.begin() + static_cast<std::ptrdiff_t>(m_firstDead));
     m_firstDead = 0;
@@ -189,11 +207,13 @@ void CEmitter::Emit(unsigned int number, long long now, bool changed) {
         if (walk.IsOver()) return;
         if (!object || (m_drawObjects && !dynamic_cast<CParticle*>(made))) continue;
         object->m_attachedSceneManager = m_attachedSceneManager;
+        MakeRoom(m_aliveObjects, 1);
         if (!StartLife(made, true, now, changed)) return;
         m_aliveObjects.push_back(made);
         object.release();
+        ++births.number;
     }
-    m_aliveNum += number;
+    births.number = number;
 }
 
 // With the time of its turn, however late it is now. False when the walk over the lists is over.

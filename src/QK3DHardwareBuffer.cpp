@@ -3,6 +3,7 @@
 
 #include "QK3DHardwareBufferManager.h"
 #include "QK3DLogInternal.h"
+#include "QK3DShareInternal.h"
 #include "QKText.h"
 #include <algorithm>
 #include <cstring>
@@ -185,21 +186,24 @@ CSharePtr<CHardwareVertexBuffer> CHardwareBufferManager::CreateVertexBuffer(unsi
                                                                             unsigned int vertexNum,
                                                                             CHardwareBuffer::EUsage usage,
                                                                             bool useSystemMemory, bool useBakBuffer) {
-    return {_CreateVertexBufferImpl(unitSize, vertexNum, usage, useSystemMemory, useBakBuffer), qklib::PRM_DELETE};
+    return Share(std::unique_ptr<CHardwareVertexBuffer>(
+        _CreateVertexBufferImpl(unitSize, vertexNum, usage, useSystemMemory, useBakBuffer)));
 }
 
 CSharePtr<CHardwareIndexBuffer> CHardwareBufferManager::CreateIndexBuffer(CHardwareIndexBuffer::EIndexType type,
                                                                           unsigned int indexNum,
                                                                           CHardwareBuffer::EUsage usage,
                                                                           bool useSystemMemory, bool useBakBuffer) {
-    return {_CreateIndexBufferImpl(type, indexNum, usage, useSystemMemory, useBakBuffer), qklib::PRM_DELETE};
+    return Share(std::unique_ptr<CHardwareIndexBuffer>(
+        _CreateIndexBufferImpl(type, indexNum, usage, useSystemMemory, useBakBuffer)));
 }
 
 CSharePtr<CHardwarePixelBuffer> CHardwareBufferManager::CreatePixelBuffer(unsigned int width, unsigned int height,
                                                                           EPixelFormat format,
                                                                           CHardwareBuffer::EUsage usage,
                                                                           bool useSystemMemory, bool useBakBuffer) {
-    return {_CreatePixelBufferImpl(width, height, format, usage, useSystemMemory, useBakBuffer), qklib::PRM_DELETE};
+    return Share(std::unique_ptr<CHardwarePixelBuffer>(
+        _CreatePixelBufferImpl(width, height, format, usage, useSystemMemory, useBakBuffer)));
 }
 
 void CHardwareBufferManager::_NotifyHardwareBufferCreate(CHardwareBuffer* buffer) {

@@ -134,11 +134,17 @@ bool CMaterial::_UnPrepareImpl() { return true; }
 
 bool CMaterial::_LoadImpl() {
     if (m_path.empty()) return true;
-    EScriptResult const result = _ReadScriptFile();
-    if (result == SCRIPT_NOT_FOUND) QK_LOG(LOG_WARNING, "The Material File No Find : %s", m_path.c_str());
-    if (result == SCRIPT_REFUSED) QK_LOG(LOG_WARNING, "The Material File Error : %s", m_path.c_str());
-    if (result != SCRIPT_READ) return false;
-    for (std::size_t i = 0; i < m_techniques.size(); ++i) m_techniques[i]->Load();
+    std::size_t const before = m_techniques.size();
+    try {
+        EScriptResult const result = _ReadScriptFile();
+        if (result == SCRIPT_NOT_FOUND) QK_LOG(LOG_WARNING, "The Material File No Find : %s", m_path.c_str());
+        if (result == SCRIPT_REFUSED) QK_LOG(LOG_WARNING, "The Material File Error : %s", m_path.c_str());
+        if (result != SCRIPT_READ) return false;
+        for (std::size_t i = 0; i < m_techniques.size(); ++i) m_techniques[i]->Load();
+    } catch (...) { // the next Load reads the script again
+        while (m_techniques.size() > before) DestroyTechnique(GetTechniqueNum() - 1);
+        throw;
+    }
     return true;
 }
 

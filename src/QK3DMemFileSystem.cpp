@@ -73,8 +73,13 @@ bool CMemFileSystem::WriteStringToNewFile(wstring const& path, string const& tex
 
 bool CMemFileSystem::WriteDataToNewFile(wstring const& path, unsigned char const* data, unsigned long long size) {
     if (path.empty() || !data || size == 0) return false;
-    MemFileInfo*& file = m_files[path];
-    if (!file) file = new MemFileInfo;
+    auto entry = m_files.find(path);
+    if (entry == m_files.end()) {
+        auto made = std::make_unique<MemFileInfo>();
+        entry = m_files.emplace(path, made.get()).first;
+        made.release();
+    }
+    MemFileInfo* const file = entry->second;
     if (file->m_data != data) std::free(file->m_data);
     file->m_data = const_cast<unsigned char*>(data); // ours from here on
     file->m_size = size;

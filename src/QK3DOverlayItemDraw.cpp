@@ -11,6 +11,7 @@
 #include "QK3DRenderSystem.h"
 #include "QK3DResourceSystem.h"
 #include "QK3DSamplerState.h"
+#include "QK3DShareInternal.h"
 #include "QK3DTexture.h"
 #include "QK3DTextureState.h"
 #include "QK3DVertexBufferBinding.h"
@@ -116,7 +117,7 @@ void COverlayItem::_CreateVertexDeclaration() {
     auto declaration = std::make_unique<CVertexDeclaration>();
     m_posElm = declaration->AddElement(0, VET_FLOAT4, VES_POSITION);
     m_uvElm = declaration->AddElement(0, VET_FLOAT2, VES_TEXCOORD);
-    m_vertexDec = qklib::CSharePtr<CVertexDeclaration>(declaration.release(), qklib::PRM_DELETE);
+    m_vertexDec = Share(std::move(declaration));
 }
 
 void COverlayItem::_ReleaseVertexDeclaration() {
@@ -169,7 +170,15 @@ void COverlayItem::SetTexture(_ResourceSharePtr<CTexture> texture) {
 
 // Puts the texture that is held into the pass, and makes the pass for the first one.
 void COverlayItem::_ShowTexture() {
-    if (!m_material && m_texture) _CreateMaterial();
+    if (!m_material && m_texture) {
+        try {
+            _CreateMaterial();
+        } catch (...) { // half a material would pass for a whole one
+            m_pass = nullptr;
+            m_material = nullptr;
+            throw;
+        }
+    }
     if (m_pass) m_pass->SetTexture(0, m_texture);
 }
 
@@ -250,9 +259,19 @@ void COverlayItem::_RenderSubItems(long long time) {
 
 // All that waits to be done before a quad can be written and drawn. Costs a few compares when nothing is due.
 void COverlayItem::_RefreshDeviceState() {
-    if (m_isRenderSystemChanged || (!m_vertexData && m_renderSystem && _HasTexture())) _SetRenderSystem();
-    if (m_isTextureChanged) _UpdateTexture();
-    if (m_isTextureRangeDirty) _UpdateTextureRange();
+    bool const isTextureDue = m_isTextureChanged;
+    CLifeWatch const watch(m_life);
+    try {
+        if (m_isRenderSystemChanged || (!m_vertexData && m_renderSystem && _HasTexture())) _SetRenderSystem();
+        if (m_isTextureChanged) _UpdateTexture();
+        if (m_isTextureRangeDirty) _UpdateTextureRange();
+    } catch (...) { // no memory, or a loader that throws: all of it is still due
+        if (!watch.IsDead()) {
+            m_isRenderSystemChanged = true;
+            m_isTextureChanged = m_isTextureChanged || isTextureDue;
+        }
+        throw;
+    }
 }
 
 void COverlayItem::_DeleteQuad() {
@@ -284,7 +303,7 @@ void COverlayItem::_SetRenderSystem() {
         m_isRenderSystemChanged = true; // tried again the next time
         return;
     }
-    qklib::CSharePtr<CVertexBufferBinding> binding(new CVertexBufferBinding, qklib::PRM_DELETE);
+    qklib::CSharePtr<CVertexBufferBinding> binding = Share(std::make_unique<CVertexBufferBinding>());
     binding->SetSource(0, buffer);
     m_vertexData = new CVertexData(m_vertexDec, binding);
     m_vertexData->SetVertexNum(kCornerNum);

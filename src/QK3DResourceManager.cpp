@@ -6,6 +6,7 @@
 #include "QK3DLogInternal.h"
 #include "QK3DOSFileSystem.h"
 #include "QK3DResource.h"
+#include "QK3DShareInternal.h"
 #include "QKText.h"
 #include <memory>
 #include <utility>
@@ -38,7 +39,7 @@ private:
 };
 
 CResourceManager::CResourceManager() {
-    CSharePtr<CFileSystem> fileSystem(new COSFileSystem, qklib::PRM_DELETE);
+    CSharePtr<CFileSystem> fileSystem = Share(std::unique_ptr<CFileSystem>(std::make_unique<COSFileSystem>()));
     AddFileSystem("OSFileSystem", fileSystem);
 }
 

@@ -10,6 +10,7 @@
 #include "QK3DRenderState.h"
 #include "QK3DResourceManager.h"
 #include "QK3DSamplerState.h"
+#include "QK3DShareInternal.h"
 #include "QK3DTexture.h"
 #include "QK3DTextureManager.h"
 #include "QK3DTextureState.h"
@@ -111,7 +112,7 @@ CSharePtr<CResourceLoader> CResourceSystem::CreateResourceLoader(string const& t
     auto const found = m_loaderFuns.find(type);
     CResourceLoader* loader = nullptr;
     if (found != m_loaderFuns.end() && found->second) found->second(&loader);
-    return CSharePtr<CResourceLoader>(loader, qklib::PRM_DELETE);
+    return Share(std::unique_ptr<CResourceLoader>(loader));
 }
 
 void CResourceSystem::NotifyRenderSystemDestroy(CRenderSystem* renderSystem) {

@@ -41,7 +41,10 @@ typename Map::mapped_type Find(Map const& map, string const& name) {
 
 CSceneNode* CSceneManager::_CreateSceneNodeImpl(string const& name) { return new CSceneNode(name, this); }
 
-CSceneManager::CSceneManager(string const& name) : m_name(name), m_rootSceneNode(new CSceneNode("Root", this)) {}
+// The root comes last: nothing throws any more once it is there.
+CSceneManager::CSceneManager(string const& name) : m_name(name), m_rootSceneNode(nullptr) {
+    m_rootSceneNode = new CSceneNode("Root", this);
+}
 
 CSceneManager::~CSceneManager() {
     // Objects before nodes: their destructors may want to see where they hung.
@@ -58,9 +61,9 @@ CSceneNode* CSceneManager::GetRootSceneNode() { return m_rootSceneNode; }
 
 CSceneNode* CSceneManager::CreateSceneNode(string const& name) {
     if (CSceneNode* const node = Find(m_sceneNodes, name)) return node;
-    CSceneNode* const node = _CreateSceneNodeImpl(name);
-    if (node) m_sceneNodes.emplace(name, node);
-    return node;
+    std::unique_ptr<CSceneNode> node(_CreateSceneNodeImpl(name));
+    if (node) m_sceneNodes.emplace(name, node.get());
+    return node.release();
 }
 
 CSceneNode* CSceneManager::GetSceneNode(string const& name) { return Find(m_sceneNodes, name); }
@@ -129,10 +132,10 @@ CCamera* CSceneManager::CreateCamera(string const& name) {
     if (!name.empty() && key != name)
         QK_LOG(LOG_WARNING, "There is a camera %s already, the new one is called %s", name.c_str(), key.c_str());
 
-    auto* const camera = new CCamera(key);
+    auto camera = std::make_unique<CCamera>(key);
     camera->_SetCreator(this);
-    m_cameras.emplace(key, camera);
-    return camera;
+    m_cameras.emplace(key, camera.get());
+    return camera.release();
 }
 
 CCamera* CSceneManager::GetCamera(string const& name) const { return Find(m_cameras, name); }

@@ -35,9 +35,15 @@ CSceneNode* CSceneNode::CreateChildSceneNode(string const& name, Vector3 const& 
     CSceneNode* const node = m_sceneManager->CreateSceneNode(name);
     if (!node) return nullptr;
 
+    Matrix44 const before = node->GetTransform();
     node->Translation(position);
     node->Rotate(rotation);
-    AddChild(node);
+    try {
+        AddChild(node);
+    } catch (...) {
+        node->SetTransform(before); // whoever asks again must not move it twice
+        throw;
+    }
     return node;
 }
 
@@ -99,12 +105,17 @@ void CSceneNode::AttachMovableObject(CMovableObject* object) {
     CLifeWatch const watch(object->m_life);
     CWalk walk;
     walk.Push(this);
-    object->_NotifyAttached(this);
-    if (watch.IsDead() || object->m_attachedSceneNode != this) return;
-    if (walk.Top().node)
-        m_attachedObjects.push_back(object);
-    else
-        object->m_attachedSceneNode = nullptr;
+    try {
+        object->_NotifyAttached(this);
+        if (watch.IsDead() || object->m_attachedSceneNode != this) return;
+        if (walk.Top().node)
+            m_attachedObjects.push_back(object);
+        else
+            object->m_attachedSceneNode = nullptr;
+    } catch (...) {
+        if (!watch.IsDead() && object->m_attachedSceneNode == this) object->_NotifyAttached(nullptr);
+        throw;
+    }
 }
 
 void CSceneNode::DetachMovableObject(unsigned int index) {

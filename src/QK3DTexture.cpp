@@ -9,6 +9,7 @@
 #include "QK3DResourceManager.h"
 #include <cstdlib>
 #include <limits>
+#include <memory>
 
 namespace qk3d {
 namespace {
@@ -77,11 +78,11 @@ bool CTexture::_FillPixelBuffer() {
     } else {
         unsigned char* bytes = nullptr;
         unsigned long long const size = m_fileSystem ? m_fileSystem->ReadFileAsBinary(m_path, &bytes) : 0;
+        std::unique_ptr<unsigned char, decltype(&std::free)> const owner(bytes, &std::free);
         if (bytes && size != 0)
             m_pixelBuffer->CreateFromFileInMemory(bytes, size);
         else
             m_pixelBuffer->CreateFromFile(m_path); // the back-end may know a way to the file
-        std::free(bytes);
     }
     return m_pixelBuffer->IsCreated();
 }

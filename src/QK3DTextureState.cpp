@@ -93,8 +93,7 @@ void CTextureState::SetTextureState(EState state, CRenderSystem* system, unsigne
 }
 
 void CTextureState::SetTransformMatrix(Matrix44 const& matrix) {
-    if (!m_transformMatrix) m_transformMatrix.reset(new (std::nothrow) Matrix44);
-    if (!m_transformMatrix) return;
+    if (!m_transformMatrix) m_transformMatrix = std::make_unique<Matrix44>();
     *m_transformMatrix = matrix;
     SetState(TRANSFORMMATRIX, m_transformMatrix.get());
 }

@@ -181,8 +181,15 @@ CTimerEvent* CTimer::_Start(CTimerEvent* event) {
 
 void CTimer::_SetTimerEvent(CTimerEvent* event) {
     if (!event) return;
-    m_events.insert(event);
-    _Link(event, CTimerEvent::EHome::Unstart);
+    try {
+        m_events.insert(event);
+        _Link(event, CTimerEvent::EHome::Unstart, _TakeOut(event, CTimerEvent::EHome::Unstart));
+    } catch (std::bad_alloc const&) { // as if there had been no memory for the event itself
+        m_events.erase(event);
+        static_cast<void>(event->m_functor.release()); // the caller's again
+        delete event;
+        return;
+    }
     if (m_time <= 0) return;
     {
         CCallScope const scope(*this);
@@ -283,9 +290,9 @@ void CTimer::Reset() {
     m_time = 0;
     m_hasPendingMove = false;
     auto const moveBack = [this](CTimerEvent* event) {
-        _Unlink(event);
+        auto place = _TakeOut(event, CTimerEvent::EHome::Unstart);
         event->Reset();
-        _Link(event, CTimerEvent::EHome::Unstart);
+        _Link(event, CTimerEvent::EHome::Unstart, std::move(place));
     };
     while (!m_deadEvents.empty()) moveBack(m_deadEvents.begin()->second);
     while (!m_killedEvents.empty()) moveBack(m_killedEvents.begin()->second);
@@ -342,12 +349,14 @@ void CTimer::_RemoveAll(EventMap& events) {
 
 void CTimer::_Kill(CTimerEvent* event) {
     if (m_time <= 0) return _Delete(event);
-    _Unlink(event);
+    auto place = _TakeOut(event, CTimerEvent::EHome::Killed);
     event->m_killTime = m_time;
-    _Link(event, CTimerEvent::EHome::Killed);
+    _Link(event, CTimerEvent::EHome::Killed, std::move(place));
 }
 
 void CTimer::_Delete(CTimerEvent* event) {
+    if (m_callDepth > 0 && m_removedEvents.size() == m_removedEvents.capacity())
+        m_removedEvents.reserve(2 * m_removedEvents.size() + 4); // before anything is changed
     _Unlink(event);
     m_events.erase(event);
     if (m_callDepth > 0)
@@ -357,11 +366,12 @@ void CTimer::_Delete(CTimerEvent* event) {
 }
 
 void CTimer::_Place(CTimerEvent* event, CTimerEvent::ETimerEventState state) {
-    _Unlink(event);
+    auto const home = state == CTimerEvent::TES_ALIVE     ? CTimerEvent::EHome::Alive
+                      : state == CTimerEvent::TES_UNSTART ? CTimerEvent::EHome::Unstart
+                                                          : CTimerEvent::EHome::Dead;
+    auto place = _TakeOut(event, home);
     event->m_step = m_step;
-    _Link(event, state == CTimerEvent::TES_ALIVE     ? CTimerEvent::EHome::Alive
-                 : state == CTimerEvent::TES_UNSTART ? CTimerEvent::EHome::Unstart
-                                                     : CTimerEvent::EHome::Dead);
+    _Link(event, home, std::move(place));
 }
 
 // Null for the living ones, which have a container of their own.
@@ -374,7 +384,24 @@ CTimer::EventMap* CTimer::_MapOf(CTimerEvent::EHome home) {
     }
 }
 
-void CTimer::_Link(CTimerEvent* event, CTimerEvent::EHome home) {
+// Gets the memory that the next home takes, and then takes the event out of where it is: it is never in no home for want
+// of memory. What comes back goes to _Link.
+CTimer::EventMap::node_type CTimer::_TakeOut(CTimerEvent* event, CTimerEvent::EHome next) {
+    EventMap::node_type place;
+    if (next == CTimerEvent::EHome::Alive) {
+        m_aliveEvents->MakeRoom();
+    } else if (EventMap* const map = _MapOf(event->m_home)) {
+        place = map->extract(event->m_key);
+    } else {
+        EventMap made;
+        made.emplace(event->m_key, event);
+        place = made.extract(made.begin());
+    }
+    _Unlink(event);
+    return place;
+}
+
+void CTimer::_Link(CTimerEvent* event, CTimerEvent::EHome home, EventMap::node_type place) {
     using enum CTimerEvent::EHome;
     ++event->m_changes;
     event->m_home = home;
@@ -385,10 +412,12 @@ void CTimer::_Link(CTimerEvent* event, CTimerEvent::EHome home) {
     case Killed: event->m_key = {~event->m_killTime, ~order}; break; // ~ turns the order of times round
     default: event->m_key = {0, order}; break;
     }
-    if (EventMap* const map = _MapOf(home))
-        map->emplace(event->m_key, event);
-    else
+    if (EventMap* const map = _MapOf(home)) {
+        place.key() = event->m_key;
+        map->insert(std::move(place));
+    } else {
         m_aliveEvents->Insert(event);
+    }
 }
 
 void CTimer::_Unlink(CTimerEvent* event) {

@@ -171,7 +171,8 @@ private:
     void _RunPendingMoves();
 
     EventMap* _MapOf(CTimerEvent::EHome home);
-    void _Link(CTimerEvent* event, CTimerEvent::EHome home);
+    EventMap::node_type _TakeOut(CTimerEvent* event, CTimerEvent::EHome next);
+    void _Link(CTimerEvent* event, CTimerEvent::EHome home, EventMap::node_type place);
     void _Unlink(CTimerEvent* event);
     void _Place(CTimerEvent* event, CTimerEvent::ETimerEventState state);
     void _Kill(CTimerEvent* event);

@@ -47,18 +47,22 @@ void CTimerAliveEvents::SetWakeTime(std::size_t block, int index, long long wake
     m_earliest[block] = std::min(m_earliest[block], wakeTime);
 }
 
+void CTimerAliveEvents::MakeRoom() {
+    if (!m_spareBlock) m_spareBlock = std::make_unique<Block>();
+    if (m_blocks.size() == m_blocks.capacity()) m_blocks.reserve(2 * m_blocks.size() + 1);
+    if (m_earliest.capacity() < m_blocks.capacity()) m_earliest.reserve(m_blocks.capacity());
+}
+
 void CTimerAliveEvents::Insert(CTimerEvent* event) {
     ++m_version;
     if (m_blocks.empty()) {
-        m_earliest.reserve(1);
-        m_blocks.push_back(std::make_unique<Block>());
+        m_blocks.push_back(std::move(m_spareBlock));
         m_earliest.push_back(event->_GetWakeTime());
     }
     std::size_t at = FindBlock(event->m_key);
     if (m_blocks[at]->count == kBlockSize) {
-        m_earliest.reserve(m_earliest.size() + 1);
         auto const next =
-            m_blocks.insert(m_blocks.begin() + static_cast<std::ptrdiff_t>(at) + 1, std::make_unique<Block>());
+            m_blocks.insert(m_blocks.begin() + static_cast<std::ptrdiff_t>(at) + 1, std::move(m_spareBlock));
         m_blocks[at]->MoveUpperHalfTo(**next);
         m_earliest.insert(m_earliest.begin() + static_cast<std::ptrdiff_t>(at) + 1, (*next)->GetEarliest());
         if (event->m_key > m_blocks[at + 1]->keys[0]) ++at;
@@ -75,6 +79,7 @@ void CTimerAliveEvents::Erase(CTimerEvent* event) {
     Block& block = *m_blocks[at];
     block.Erase(block.Find(event->m_key));
     if (block.count > 0) return;
+    m_spareBlock = std::move(m_blocks[at]);
     m_blocks.erase(m_blocks.begin() + static_cast<std::ptrdiff_t>(at));
     m_earliest.erase(m_earliest.begin() + static_cast<std::ptrdiff_t>(at));
 }

@@ -18,6 +18,9 @@ public:
         CTimerEvent::Key m_key;
     };
 
+    /// The next Insert finds all the memory it needs.
+    void MakeRoom();
+
     void Insert(CTimerEvent* event);
     void Erase(CTimerEvent* event);
     void UpdateWakeTime(CTimerEvent* event);
@@ -52,7 +55,8 @@ private:
     void SetWakeTime(std::size_t block, int index, long long wakeTime);
 
     std::vector<std::unique_ptr<Block>> m_blocks; // none of them empty
-    std::vector<long long> m_earliest;            // for each block: none of its wake times is below
+    std::unique_ptr<Block> m_spareBlock;
+    std::vector<long long> m_earliest; // for each block: none of its wake times is below
     unsigned int m_version = 0;                   // counts insertions and removals
 };
 } // namespace qk3d

@@ -4,6 +4,7 @@
 #include "QK3DHardwareIndexBuffer.h"
 #include "QK3DHardwareVertexBuffer.h"
 #include "QK3DIndexData.h"
+#include "QK3DShareInternal.h"
 #include <stdexcept>
 
 namespace qk3d {
@@ -32,8 +33,8 @@ CSharePtr<CHardwareVertexBuffer> const& CVertexBufferBinding::GetSource(unsigned
 }
 
 CVertexData::CVertexData()
-    : m_declaration(new CVertexDeclaration, qklib::PRM_DELETE),
-      m_binding(new CVertexBufferBinding, qklib::PRM_DELETE) {}
+    : m_declaration(Share(std::make_unique<CVertexDeclaration>())),
+      m_binding(Share(std::make_unique<CVertexBufferBinding>())) {}
 
 CVertexData::CVertexData(CSharePtr<CVertexDeclaration> const& declaration,
                          CSharePtr<CVertexBufferBinding> const& binding)

@@ -19,7 +19,8 @@ CVertexElement::CVertexElement(unsigned short source, unsigned short offset, uns
                                EVertexElementType type, EVertexElementSemantic semantic, unsigned short index)
     : m_source(source), m_offset(offset), m_size(size), m_type(type), m_semantic(semantic), m_index(index) {}
 
-CVertexDeclaration::CVertexDeclaration(CVertexDeclaration const& other) { *this = other; }
+// By way of the other constructor, so that the destructor runs if the copy throws.
+CVertexDeclaration::CVertexDeclaration(CVertexDeclaration const& other) : CVertexDeclaration() { *this = other; }
 
 CVertexDeclaration& CVertexDeclaration::operator=(CVertexDeclaration const& other) {
     if (this == &other) return *this;

@@ -4,6 +4,7 @@
 #include "TraceCall.h"
 #include <array>
 #include <functional>
+#include <new>
 #include <string_view>
 
 namespace qk3d {
@@ -66,9 +67,12 @@ public:
         std::size_t const index = _Index(operation);
         ++m_counts[index];
         if (m_listener && !m_omitted[index]) {
-            m_call.Start(m_frame, GetTraceOperationName(operation), m_keepBlobs);
-            describe(m_call);
-            m_listener(m_call);
+            try {
+                m_call.Start(m_frame, GetTraceOperationName(operation), m_keepBlobs);
+                describe(m_call);
+                m_listener(m_call);
+            } catch (std::bad_alloc const&) { // destructors tell what they do, too: the line is lost
+            }
         }
         return !m_refused[index];
     }
