@@ -1,0 +1,160 @@
+// FaultTest.cpp: memory that runs out, operations that a device refuses, and a device that is lost, each at every place
+// where it can happen: no crash, no leak, and a scene that is as good as ever once the fault is over.
+#include "AllocationCount.h"
+#include "QK3DMain.h"
+#include "TestLog.h"
+#include "TestScene.h"
+#include <gtest/gtest.h>
+#include <new>
+#include <sstream>
+
+using namespace qk3d;
+
+namespace {
+#if defined(__SANITIZE_ADDRESS__)
+constexpr unsigned long long kStride = 11; // every eleventh place: the sanitizers are slow
+#else
+constexpr unsigned long long kStride = 1;
+#endif
+
+constexpr int kSteadyFrame = 9; // by then emitters are full, and nothing is made any more
+
+template <class Action>
+bool Attempt(Action action) {
+    try {
+        return action();
+    } catch (std::bad_alloc const&) { return false; }
+}
+
+// What a scene draws that never met a fault.
+std::string Sound() {
+    TestScene scene;
+    bool isGood = scene.Build();
+    for (int frame = 1; frame < kSteadyFrame; ++frame) isGood = isGood && scene.Frame(frame);
+    return isGood ? scene.Draw(kSteadyFrame) : "";
+}
+
+// The first line that differs; empty if none does. Whole frames are too long to read.
+std::string FirstDifference(std::string const& drawn, std::string const& sound) {
+    std::istringstream a(drawn), b(sound);
+    for (std::string x, y; std::getline(a, x), std::getline(b, y), a || b;)
+        if (x != y || !a || !b) return x + " in place of " + y;
+    return "";
+}
+
+// Builds and draws a scene with one allocation failing, asking again for what was refused. False once the scene is
+// through before that allocation comes.
+bool RunWithoutMemory(unsigned long long number, std::string const& sound) {
+    char const* what = nullptr;
+    bool isMended = true;
+    {
+        TestScene scene;
+        AllocationFault const fault(number);
+        auto const twice = [&](char const* step, auto action) {
+            if (Attempt(action)) return;
+            what = step;
+            isMended = isMended && fault.HasStruck() && Attempt(action);
+        };
+        for (auto const& step : TestScene::GetSteps()) twice(step.what, [&] { return step.run(scene); });
+        for (int frame = 1; frame < kSteadyFrame; ++frame) twice("a frame", [&] { return scene.Frame(frame); });
+        if (!fault.HasStruck()) return false;
+        if (isMended) {
+            EXPECT_EQ(FirstDifference(scene.Draw(kSteadyFrame), sound), "")
+                << "allocation " << number << ", " << (what ? what : "swallowed");
+        }
+    }
+    EXPECT_TRUE(isMended) << what << " stays refused after allocation " << number;
+    return true;
+}
+} // namespace
+
+// First, while nothing has been started and no table is filled.
+TEST(Fault, TheEngineStartsWhenMemoryCameTooLate) {
+    CTestLog log;
+    for (unsigned long long number = 0;; ++number) {
+        AllocationFault const fault(number);
+        if (Attempt([] { return &CQK3DMain::GetQK3DMain() != nullptr; })) break;
+    }
+    for (unsigned long long number = 0;; number += 7) {
+        AllocationFault const fault(number);
+        if (Attempt([] { return Sound() != ""; }) && !fault.HasStruck()) break;
+    }
+}
+
+TEST(Fault, NoAllocationThatFailsBreaksAScene) {
+    CTestLog log;
+    std::string const sound = Sound();
+    ASSERT_NE(sound.find("\nRender "), std::string::npos) << sound;
+    EXPECT_EQ(sound, Sound());
+    unsigned long long number = 0;
+    for (bool isThrough = false; !isThrough; number += kStride) {
+        log.TakeRecords();
+        long long const live = AllocationCount::GetLive();
+        isThrough = !RunWithoutMemory(number, sound);
+        log.TakeRecords();
+        EXPECT_EQ(AllocationCount::GetLive() - live, 0) << "blocks left behind after allocation " << number;
+    }
+    RecordProperty("allocations", static_cast<int>(number));
+}
+
+namespace {
+// What the steady frame draws after a fault that is over: everything that was refused is asked for again, and the frames
+// up to it are drawn.
+void ExpectSoundAfterwards(TestScene& scene, std::vector<bool>& done, std::string const& sound, int frame) {
+    auto const& steps = TestScene::GetSteps();
+    for (std::size_t i = 0; i < steps.size(); ++i)
+        EXPECT_TRUE(done[i] || steps[i].run(scene)) << steps[i].what << " stays refused";
+    for (; frame < kSteadyFrame; ++frame) EXPECT_TRUE(scene.Frame(frame));
+    EXPECT_EQ(FirstDifference(scene.Draw(kSteadyFrame), sound), "");
+}
+} // namespace
+
+TEST(Fault, NoOperationThatADeviceRefusesBreaksAScene) {
+    CTestLog log;
+    std::string const sound = Sound();
+    char const* const operations[] = {
+#define OPERATION(name) #name,
+#include "TraceOperationTable.inl"
+    };
+    for (char const* const operation : operations) {
+        for (int const from : {0, 1, 4}) { // the frame from which on it is refused; 0: from the start
+            SCOPED_TRACE(std::string(operation) + " from frame " + std::to_string(from));
+            TestScene scene;
+            std::vector<bool> done;
+            for (auto const& step : TestScene::GetSteps()) {
+                done.push_back(step.run(scene));
+                if (done.size() == 1 && from == 0) scene.GetDevice().GetJournal().Refuse(operation);
+            }
+            int frame = 1;
+            for (; frame < from + 2; ++frame) {
+                if (frame == from) scene.GetDevice().GetJournal().Refuse(operation);
+                scene.Frame(frame);
+            }
+            scene.GetDevice().GetJournal().RefuseNothing();
+            ExpectSoundAfterwards(scene, done, sound, frame);
+        }
+    }
+}
+
+TEST(Fault, ADeviceThatIsLostAtAnyCallOfAFrameComesBack) {
+    CTestLog log;
+    std::string const sound = Sound();
+    for (int const lossy : {1, 4}) { // while everything is made, and when all of it is there
+        bool isThrough = false;
+        for (int loss = 1; !isThrough; ++loss) {
+            SCOPED_TRACE("lost at call " + std::to_string(loss) + " of frame " + std::to_string(lossy));
+            TestScene scene;
+            ASSERT_TRUE(scene.Build());
+            for (int frame = 1; frame < lossy; ++frame) scene.Frame(frame);
+            int calls = 0;
+            scene.GetDevice().GetJournal().SetListener([&](CTraceCall const&) {
+                if (++calls == loss) scene.GetDevice().LoseDevice();
+            });
+            scene.Frame(lossy);
+            isThrough = calls < loss;
+            scene.GetDevice().GetJournal().SetListener(nullptr);
+            std::vector<bool> done(TestScene::GetSteps().size(), true);
+            ExpectSoundAfterwards(scene, done, sound, lossy + 1);
+        }
+    }
+}

@@ -1,0 +1,64 @@
+// TestScene.h: a small scene with one of everything, built step by step, so that a test can let any step fail.
+#pragma once
+
+#include "QK3DMaterial.h"
+#include "QK3DMesh.h"
+#include "QK3DOverlayManager.h"
+#include "TraceRenderSystem.h"
+#include <memory>
+#include <vector>
+
+namespace qk3d {
+class CCamera;
+class CEmitter;
+class CEntity;
+class CRenderWindow;
+class CSceneManager;
+class CSceneNode;
+class CViewport;
+
+/// An entity with a lit, textured material that mirrors a render texture, an emitter of particles, an overlay item with a
+/// sub-item, and a timed event. One at a time.
+class TestScene {
+public:
+    /// Asks the engine for one thing. False, or an exception, is a refusal: nothing was done, and it may be asked again.
+    struct Step {
+        char const* what;
+        bool (*run)(TestScene& scene);
+    };
+    static std::vector<Step> const& GetSteps();
+
+    TestScene();
+    TestScene(TestScene const&) = delete;
+    TestScene& operator=(TestScene const&) = delete;
+    ~TestScene();
+
+    /// All steps, each of which must go well.
+    bool Build();
+
+    /// Brings the clock to frame `number` and draws it; false if the device drew nothing.
+    bool Frame(int number);
+
+    /// The same; gives all calls of the frame, with serial numbers left out, and what the timed event has counted.
+    std::string Draw(int number);
+
+    CTraceRenderSystem& GetDevice() { return *m_device; }
+
+private:
+    struct Steps;
+
+    CSceneManager* m_scene = nullptr;
+    std::unique_ptr<CTraceRenderSystem> m_device;
+    std::unique_ptr<COverlayManager> m_overlay;
+    CRenderWindow* m_window = nullptr;
+    CCamera* m_camera = nullptr;
+    CViewport* m_viewport = nullptr;
+    CEntity* m_entity = nullptr;
+    CSceneNode* m_node = nullptr;
+    std::unique_ptr<CEmitter> m_emitter;
+    COverlayItem* m_item = nullptr;
+    _ResourceSharePtr<CMaterial> m_material;
+    _ResourceSharePtr<CMesh> m_mesh;
+    int m_events = 0;
+};
+} // namespace qk3d
