@@ -68,7 +68,8 @@ cat >scene.json <<'END'
  "Objects": [{"Shape": "BOX", "Material": "lit", "Rotation": [0, 30, 0]}]}
 END
 
-Xvfb -displayfd 3 -screen 0 800x600x24 -nolisten tcp 3>display 2>/dev/null &
+# Else it starts over whenever its last window goes, and the next viewer may find nobody at home.
+Xvfb -noreset -displayfd 3 -screen 0 800x600x24 -nolisten tcp 3>display 2>/dev/null &
 server=$!
 wait_for test -s display || { echo "FAILED: no display"; exit 1; }
 DISPLAY=:$(cat display)
