@@ -20,18 +20,6 @@ bool CEmitableObject::IsValid(long long const& time) { return !IsDead(time); }
 
 void CEmitableObject::Kill() { m_bornTime = std::numeric_limits<long long>::min(); }
 
-// Wraps, so that one that was killed comes out below zero, neither alive nor dead.
-long long CEmitableObject::GetAge(long long const& time) const {
-    return static_cast<long long>(static_cast<unsigned long long>(time) - static_cast<unsigned long long>(m_bornTime));
-}
-
-bool CEmitableObject::IsAlive(long long const& time) const {
-    long long const age = GetAge(time);
-    return age >= 1 && age <= m_lifeTime;
-}
-
-bool CEmitableObject::IsDead(long long const& time) const { return GetAge(time) > m_lifeTime; }
-
 long long CEmitableObject::GetAliveTime(long long const& time) const {
     long long const age = GetAge(time);
     return age >= 0 && age <= m_lifeTime ? age : -1;

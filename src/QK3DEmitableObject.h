@@ -31,9 +31,16 @@ public:
     long long GetLifeTime() const { return m_lifeTime; }
     void SetLifeTime(long long const& time) { m_lifeTime = time; }
     /// Since the birth; negative before it.
-    long long GetAge(long long const& time) const;
-    bool IsAlive(long long const& time) const;
-    bool IsDead(long long const& time) const;
+    long long GetAge(long long const& time) const {
+        // Wraps, so that one that was killed comes out below zero, neither alive nor dead.
+        return static_cast<long long>(static_cast<unsigned long long>(time) -
+                                      static_cast<unsigned long long>(m_bornTime));
+    }
+    bool IsAlive(long long const& time) const {
+        long long const age = GetAge(time);
+        return age >= 1 && age <= m_lifeTime;
+    }
+    bool IsDead(long long const& time) const { return GetAge(time) > m_lifeTime; }
     /// The age from 0 to the life time, and -1 outside.
     long long GetAliveTime(long long const& time) const;
 

@@ -3,6 +3,7 @@
 #include "QK3DMaterial.h"
 #include "QK3DMesh.h"
 #include "QK3DParticle.h"
+#include "QK3DPrefetchInternal.h"
 #include "QK3DRandom.h"
 #include "QK3DSceneManager.h"
 #include <algorithm>
@@ -143,6 +144,8 @@ bool CEmitter::UpdateAlive(long long now, bool changed) {
     m_dying.clear();
     for (std::size_t i = 0; i < m_aliveObjects.size(); ++i) {
         CEmitableObject* const object = m_aliveObjects[i];
+        if (i + kPrefetchAhead < m_aliveObjects.size())
+            Prefetch(m_aliveObjects[i + kPrefetchAhead], sizeof(CEmitableObject));
         if (!object->IsValid(now)) {
             m_dying.push_back(i);
             continue;

@@ -4,6 +4,7 @@
 #include "QK3DMesh.h"
 #include "QK3DParticle.h"
 #include "QK3DPass.h"
+#include "QK3DPrefetchInternal.h"
 #include "QK3DRenderQueue.h"
 #include "QK3DRenderSystem.h"
 #include <algorithm>
@@ -68,7 +69,10 @@ void CEmitter::DrawWithPass(CRenderSystem* renderSystem, CPass const* pass) {
     if (subMeshNum == 1) m_mesh->GetSubMesh(0)->GetRenderOperation(m_renderOperation);
 
     auto const stageNum = static_cast<unsigned int>(std::max(0, renderSystem->GetTextureStageNum()));
-    for (CEmitableObject* object : m_aliveObjects) {
+    for (std::size_t at = 0; at < m_aliveObjects.size(); ++at) {
+        if (at + kPrefetchAhead < m_aliveObjects.size())
+            Prefetch(m_aliveObjects[at + kPrefetchAhead], sizeof(CParticle));
+        CEmitableObject* const object = m_aliveObjects[at];
         if (!object->IsVisible()) continue;
         // Whatever else a create function makes is never listed by an emitter that draws.
         auto const& particle = static_cast<CParticle const&>(*object);

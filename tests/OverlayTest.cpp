@@ -592,6 +592,8 @@ TEST_F(OverlayTest, ReadsScriptsKeyByKeyAndSkipsWhatIsNone) {
          2},
         {"a list", "[1, 2]", false, {1, 2, 3, 4}},
         {"no script", "Range: 1", false, {1, 2, 3, 4}},
+        {"neither text of any kind", "\xff\xfe\x81\x20\x80{\xff", false, {1, 2, 3, 4}},
+        {"a name that is no text", "{\"ZOrder\": 3, \"SubItems\": [{\"Name\": \"\xff\xff\"}]}", false, {1, 2, 3, 4}},
         {"cut off", R"({"Range": [10, 10)", false, {1, 2, 3, 4}},
         {"nothing", "", false, {1, 2, 3, 4}},
     };

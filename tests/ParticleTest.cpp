@@ -16,6 +16,7 @@
 #include <functional>
 #include <gtest/gtest.h>
 #include <memory>
+#include <random>
 
 using namespace qk3d;
 
@@ -213,6 +214,31 @@ TEST_F(Emitting, TimeMayGoBackAndLimitsDown) {
     EXPECT_EQ(m_emitter->GetAliveNum(), 5u);
     Goto(3 * kSecond);
     EXPECT_EQ(m_emitter->GetAliveNum(), 0u);
+}
+
+TEST_F(Emitting, CountsStayTrueHoweverTheClockIsScrubbed) {
+    std::mt19937 random(5);
+    MakeEmitter(60, 12); // its whole life: 60 sparks in some seven seconds, since no more than 12 live at once
+    unsigned int before = 0;
+    auto const check = [&](long long time) {
+        Goto(time);
+        unsigned int const emitted = m_emitter->GetEmittedNum();
+        ASSERT_EQ(m_emitter->GetAliveNum(), Living()) << time;
+        ASSERT_LE(Living(), 12u) << time;
+        ASSERT_EQ(Living() + m_emitter->m_deadObjects.size(), static_cast<std::size_t>(g_living)) << time;
+        ASSERT_GE(emitted, before) << "what was emitted stays so, at " << time;
+        ASSERT_LE(emitted, 60u) << time;
+        for (auto at = m_emitter->EnumAliveParticleBegin(); at != m_emitter->EnumAliveParticleEnd(); ++at) {
+            ASSERT_EQ((*at)->IsVisible(), (*at)->IsAlive(time)) << time;
+        }
+        before = emitted;
+    };
+    for (long long time = 0; time < 4 * kSecond; time += kSecond / 7) check(time);
+    for (long long time = 4 * kSecond; time > -kSecond; time -= kSecond / 9) check(time); // back beyond the start
+    for (int i = 0; i < 500; ++i) check(static_cast<long long>(random() % (20 * kSecond)) - 2 * kSecond);
+    for (long long time = 0; time < 30 * kSecond; time += kSecond / 3) check(time);
+    EXPECT_EQ(before, 60u);
+    EXPECT_EQ(Living(), 0u) << "and in the end all have died";
 }
 
 TEST_F(Emitting, WaitsForEverWhenNothingDies) {
