@@ -104,16 +104,14 @@ bool Rig::Open() {
     glProvokingVertex(GL_FIRST_VERTEX_CONVENTION);
     glEnable(GL_PROGRAM_POINT_SIZE);
     glPointParameteri(GL_POINT_SPRITE_COORD_ORIGIN, GL_LOWER_LEFT);
-    glCreateTextures(GL_TEXTURE_2D, 2, m_colours);
+    glCreateTextures(GL_TEXTURE_2D, 1, &m_colour);
     glCreateTextures(GL_TEXTURE_2D, 1, &m_depth);
-    glCreateFramebuffers(2, m_targets);
+    glCreateFramebuffers(1, &m_target);
     glTextureStorage2D(m_depth, 1, GL_DEPTH_COMPONENT32F, kSize, kSize);
-    for (int i = 0; i < 2; ++i) {
-        glTextureStorage2D(m_colours[i], 1, i == 0 ? GL_RGBA32F : GL_RGBA8, kSize, kSize);
-        glNamedFramebufferTexture(m_targets[i], GL_COLOR_ATTACHMENT0, m_colours[i], 0);
-        glNamedFramebufferTexture(m_targets[i], GL_DEPTH_ATTACHMENT, m_depth, 0);
-    }
-    glBindFramebuffer(GL_FRAMEBUFFER, m_targets[0]);
+    glTextureStorage2D(m_colour, 1, GL_RGBA32F, kSize, kSize);
+    glNamedFramebufferTexture(m_target, GL_COLOR_ATTACHMENT0, m_colour, 0);
+    glNamedFramebufferTexture(m_target, GL_DEPTH_ATTACHMENT, m_depth, 0);
+    glBindFramebuffer(GL_FRAMEBUFFER, m_target);
     glCreateProgramPipelines(1, &m_pipeline);
     glBindProgramPipeline(m_pipeline);
     glCreateBuffers(1, &m_vertices);
@@ -139,29 +137,22 @@ bool Rig::Open() {
 Rig::~Rig() {
     if (!m_context || !m_context->MakeCurrent()) return;
     m_shaders.reset();
-    glDeleteTextures(2, m_colours);
+    glDeleteTextures(1, &m_colour);
     glDeleteTextures(1, &m_depth);
     glDeleteTextures(8, m_textures);
-    glDeleteFramebuffers(2, m_targets);
+    glDeleteFramebuffers(1, &m_target);
     glDeleteProgramPipelines(1, &m_pipeline);
     glDeleteBuffers(1, &m_vertices);
     glDeleteBuffers(3, m_blocks);
     glDeleteVertexArrays(1, &m_layout);
 }
 
-void Rig::Clear(Colour const& colour) {
+void Rig::Clear(gl::Float4 const& colour) {
     glDisable(GL_SCISSOR_TEST);
-    GLfloat const values[4] = {static_cast<float>(colour[0]), static_cast<float>(colour[1]),
-                               static_cast<float>(colour[2]), static_cast<float>(colour[3])};
     GLfloat const one = 1;
-    glClearNamedFramebufferfv(m_targets[m_current], GL_COLOR, 0, values);
+    glClearNamedFramebufferfv(m_target, GL_COLOR, 0, colour.data());
     glDepthMask(GL_TRUE);
-    glClearNamedFramebufferfv(m_targets[m_current], GL_DEPTH, 0, &one);
-}
-
-void Rig::UseBytes(bool bytes) {
-    m_current = bytes ? 1 : 0;
-    glBindFramebuffer(GL_FRAMEBUFFER, m_targets[m_current]);
+    glClearNamedFramebufferfv(m_target, GL_DEPTH, 0, &one);
 }
 
 void Rig::SetTexture(unsigned stage, Texture const& texture) {
@@ -209,12 +200,9 @@ void Rig::Draw(GLenum mode, gl::FixedState const& state, gl::VertexFeatures cons
     enable(gl::kPointSizeLocation, features.pointSize);
     for (GLuint i = 0; i < 8; ++i) {
         // A set of fewer components leaves the others to the device, which fills them up as it does for hosts.
-        bool const on = i < features.texCoordSets;
-        enable(gl::kTexCoordLocation + i, on);
-        auto const offset = static_cast<GLuint>(offsetof(Vertex, texCoord) + i * 16);
-        if (on)
-            glVertexArrayAttribFormat(m_layout, gl::kTexCoordLocation + i, features.texCoordSize[i], GL_FLOAT, GL_FALSE,
-                                      offset);
+        enable(gl::kTexCoordLocation + i, i < features.texCoordSets);
+        glVertexArrayAttribFormat(m_layout, gl::kTexCoordLocation + i, features.texCoordSize[i], GL_FLOAT, GL_FALSE,
+                                  static_cast<GLuint>(offsetof(Vertex, texCoord) + i * 16));
     }
     bool const planes = !features.preTransformed;
     for (GLuint i = 0; i < gl::kClipPlanes; ++i) {
@@ -233,7 +221,7 @@ void Rig::Draw(GLenum mode, gl::FixedState const& state, gl::VertexFeatures cons
 }
 
 Colour Rig::Shade(gl::FixedState state, gl::VertexFeatures const& features, Vertex const& vertex, bool& drawn) {
-    constexpr double nothing = -77;
+    constexpr float nothing = -77;
     Clear({nothing, nothing, nothing, nothing});
     // The whole clip space goes to one pixel, and the point is larger than that.
     state.points = true;

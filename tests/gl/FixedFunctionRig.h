@@ -39,7 +39,7 @@ Texture CoordTexture();
 /// The texel that a device would find, in plain C++.
 Colour Sample(Texture const& texture, double u, double v);
 
-/// Draws into targets of 32 bits a channel, so that nothing is rounded, or of 8 bits.
+/// Draws into targets of 32 bits a channel, so that nothing is rounded.
 class Rig {
 public:
     static constexpr unsigned kSize = 64;
@@ -49,8 +49,7 @@ public:
     ~Rig();
 
     /// Clears the target to `colour` and the depth to 1.
-    void Clear(Colour const& colour);
-    void UseBytes(bool bytes); // the target of 8 bits a channel
+    void Clear(gl::Float4 const& colour);
     void SetTexture(unsigned stage, Texture const& texture);
     /// A cube whose faces have one colour each, in the order of +x, -x, +y, -y, +z, -z.
     void SetCube(unsigned stage, std::array<gl::Float4, 6> const& faces);
@@ -65,16 +64,13 @@ public:
     Colour At(unsigned x, unsigned y);
     std::vector<Colour> All(); // row by row from the top
 
-    gl::FixedFunctionShaders& Shaders() { return *m_shaders; }
-
 private:
     Rig() = default;
     bool Open();
 
     std::unique_ptr<gl::GLContext> m_context;
     std::unique_ptr<gl::FixedFunctionShaders> m_shaders;
-    GLuint m_targets[2] = {}, m_colours[2] = {}, m_depth = 0;
+    GLuint m_target = 0, m_colour = 0, m_depth = 0;
     GLuint m_pipeline = 0, m_layout = 0, m_vertices = 0, m_blocks[3] = {}, m_textures[8] = {};
-    unsigned m_current = 0;
 };
 } // namespace qk3d::gltest

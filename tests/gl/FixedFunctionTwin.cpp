@@ -262,11 +262,6 @@ Varyings EvaluateVertex(gl::FixedState const& s, gl::VertexFeatures const& f, Ve
         V3 const own = f.normal ? V3{v.normal[0], v.normal[1], v.normal[2]} : V3{};
         normal = NormalThrough(NormalThrough(own, s.world), s.view);
         if (s.render[RS_NORMALIZENORMALS]) normal = Unit(normal);
-        for (unsigned i = 0; i < gl::kClipPlanes; ++i) {
-            auto const& p = s.clipPlanes[i];
-            bool const behind = p[0] * world.x + p[1] * world.y + p[2] * world.z + p[3] < 0;
-            out.clipped |= (s.render[RS_CLIPPLANEENABLE] >> i & 1) && behind;
-        }
     }
 
     if (s.render[RS_LIGHTING] && !f.preTransformed) {
@@ -283,13 +278,6 @@ Varyings EvaluateVertex(gl::FixedState const& s, gl::VertexFeatures const& f, Ve
                    : (f.specular ? Clamp(double{v.specular[3]}) : 1);
     out.depth = affine ? out.clip[2] : out.clip[3];
 
-    double size = f.pointSize ? double{v.pointSize} : Float(s.render[RS_POINTSIZE]);
-    if (s.render[RS_POINTSCALEENABLE] && !f.preTransformed) {
-        double const scale = Float(s.render[RS_POINTSCALEA]) + Float(s.render[RS_POINTSCALEB]) * distance +
-                             Float(s.render[RS_POINTSCALEC]) * distance * distance;
-        size *= s.viewport[3] * std::sqrt(1 / scale);
-    }
-    out.pointSize = std::min(std::max(size, Float(s.render[RS_POINTSIZEMIN])), Float(s.render[RS_POINTSIZEMAX]));
     Coordinates(s, f, v, position, normal, out);
     return out;
 }

@@ -26,8 +26,6 @@ struct Varyings {
     Colour diffuse = {}, specular = {};
     double fog = 1;   // factor of a vertex fog mode
     double depth = 0; // what a pixel fog mode measures
-    double pointSize = 1;
-    bool clipped = false; // by a plane of the user's
     std::array<Colour, 8> coords = {};
     std::array<int, 8> coordSize = {}; // components that the source of the coordinates has
 };

@@ -115,9 +115,8 @@ Vertex RandomVertex(Dice& dice, float setLow, float setHigh) {
 }
 
 // Each state is drawn with some vertices and compared; `tolerance` is for a channel of 0 to 1.
-void Compare(Dice& dice, FixedState const& s, VertexFeatures const& f, Vertex const& vertex,
-             std::array<Texture, 8> const& textures, double tolerance, unsigned round) {
-    (void)dice;
+void Compare(FixedState const& s, VertexFeatures const& f, Vertex const& vertex, std::array<Texture, 8> const& textures,
+             double tolerance, unsigned round) {
     FixedState seen = s; // what the rig makes of it: the twin needs the same target
     seen.viewport = {0, 0, 1, 1};
     Varyings const varyings = EvaluateVertex(seen, f, vertex);
@@ -140,10 +139,7 @@ void Compare(Dice& dice, FixedState const& s, VertexFeatures const& f, Vertex co
 
 class FixedFunctionTwin : public testing::Test {
 protected:
-    void SetUp() override {
-        ASSERT_NE(Rig::Get(), nullptr) << "no OpenGL 4.5 device without a display";
-        Rig::Get()->UseBytes(false);
-    }
+    void SetUp() override { ASSERT_NE(Rig::Get(), nullptr) << "no OpenGL 4.5 device without a display"; }
     void Bind() {
         for (unsigned i = 0; i < 8; ++i) Rig::Get()->SetTexture(i, textures[i]);
     }
@@ -167,7 +163,7 @@ TEST_F(FixedFunctionTwin, AgreesOnRandomStageChains) {
         s.render[rs::ALPHATESTENABLE] = dice.OneIn(2);
         s.render[rs::ALPHAFUNC] = 1 + dice.Below(8);
         s.render[rs::ALPHAREF] = dice.Below(256);
-        for (int i = 0; i < 2; ++i) Compare(dice, s, f, RandomVertex(dice, 0, 1), textures, 1e-3, round);
+        for (int i = 0; i < 2; ++i) Compare(s, f, RandomVertex(dice, 0, 1), textures, 1e-3, round);
     }
 }
 
@@ -187,7 +183,7 @@ TEST_F(FixedFunctionTwin, AgreesOnRandomLightingAndFog) {
                                    : Matrix{0.1f, 0, 0, 0, 0, 0.1f, 0, 0, 0, 0, 0.05f, 0, 0, 0, 0.1f, 1};
         SetStage(s, 0, dice.OneIn(2) ? kSelectArg1 : kAdd, kDiffuse, kSpecular);
         s.stages[0].sampler = SamplerKind::None;
-        for (int i = 0; i < 3; ++i) Compare(dice, s, f, RandomVertex(dice, 0, 1), textures, 2e-3, round);
+        for (int i = 0; i < 3; ++i) Compare(s, f, RandomVertex(dice, 0, 1), textures, 2e-3, round);
     }
 }
 
@@ -242,6 +238,6 @@ TEST_F(FixedFunctionTwin, AgreesOnRandomCoordinates) {
                 counted >= 2 && counted <= 4 ? counted : static_cast<std::size_t>(std::max(varyings.coordSize[i], 1));
             sound &= !(flags & 0x100) || std::abs(varyings.coords[i][last - 1]) > 0.3;
         }
-        if (sound) Compare(dice, s, f, vertex, textures, 1.5e-2, round);
+        if (sound) Compare(s, f, vertex, textures, 1.5e-2, round);
     }
 }
