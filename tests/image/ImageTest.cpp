@@ -113,24 +113,10 @@ File MakeJpeg(J_COLOR_SPACE space, int channels, bool progressive) {
 
 // `kind`: 2 colours, 3 grey, 10 colours in runs. Rows from the bottom up unless `topDown`.
 File MakeTga(int kind, int bits, bool topDown) {
-    File file = {0,
-                 0,
-                 static_cast<std::uint8_t>(kind),
-                 0,
-                 0,
-                 0,
-                 0,
-                 0,
-                 0,
-                 0,
-                 0,
-                 0,
-                 kWidth,
-                 0,
-                 kHeight,
-                 0,
-                 static_cast<std::uint8_t>(bits),
-                 static_cast<std::uint8_t>((topDown ? 0x20 : 0) | (bits == 32 ? 8 : 0))};
+    File file;
+    for (std::uint32_t const word : {static_cast<std::uint32_t>(kind) << 16, 0u, 0u, kWidth | kHeight << 16})
+        Put(file, word, 4);
+    Put(file, static_cast<std::uint32_t>(bits | (topDown ? 0x2000 : 0) | (bits == 32 ? 0x800 : 0)), 2);
     for (unsigned int row = 0; row < kHeight; ++row) {
         unsigned int const y = topDown ? row : kHeight - 1 - row;
         if (kind == 10) Put(file, kWidth - 2, 1); // one literal packet of all but the last pixel
@@ -331,7 +317,6 @@ TEST(Image, RefusesSizesThatTheFileCannotHold) {
         {"JPEG, 65500 a side", patched(jpeg, frame + 5, {0xFF, 0xDC, 0xFF, 0xDC}), "the image is too large"},
         {"JPEG, 8000 a side", patched(jpeg, frame + 5, {0x1F, 0x40, 0x1F, 0x40}),
          "JPEG: the file is too short for its size"},
-        {"TGA, 65535 a side", patched(MakeTga(2, 24, false), 12, {0xFF, 0xFF, 0xFF, 0xFF}), "the image is too large"},
         {"TGA, 8000 a side", patched(MakeTga(10, 24, false), 12, {0x40, 0x1F, 0x40, 0x1F}),
          "TGA: the file ends too early"},
         {"TGA without rows", patched(MakeTga(2, 24, false), 14, {0, 0}), "a side is 0"},
@@ -382,11 +367,8 @@ TEST(Image, KeepsTheFormatAndTheLevelsOfDds) {
         {"DXT2", {4, 0x32545844, 0, 0, 0, 0, 0}, PF_DXT2, 4 * 16},
         {"DXT5", {4, 0x35545844, 0, 0, 0, 0, 0}, PF_DXT5, 4 * 16},
         {"half floats", {4, 113, 0, 0, 0, 0, 0}, PF_FLOAT16_RGBA, 31 * 8},
-        {"red on top without alpha", {0x40, 0, 32, 0xFF0000, 0xFF00, 0xFF, 0}, PF_X8R8G8B8, 31 * 4},
         {"alpha mask without its flag", {0x40, 0, 32, 0xFF0000, 0xFF00, 0xFF, 0xFF000000u}, PF_X8R8G8B8, 31 * 4},
-        {"565", {0x40, 0, 16, 0xF800, 0x7E0, 0x1F, 0}, PF_R5G6B5, 31 * 2},
         {"24 bits", {0x40, 0, 24, 0xFF0000, 0xFF00, 0xFF, 0}, PF_R8G8B8, 31 * 3},
-        {"luminance", {0x20000, 0, 8, 0xFF, 0, 0, 0}, PF_L8, 31},
         {"luminance with alpha", {0x20001, 0, 16, 0xFF, 0, 0, 0xFF00}, PF_BYTE_LA, 31 * 2},
         {"alpha alone", {2, 0, 8, 0, 0, 0, 0xFF}, PF_A8, 31},
     };
@@ -421,7 +403,6 @@ TEST(Image, DecodesDxtBlocks) {
         {"DXT1", PF_DXT1, nullptr, colours, {0xFFFF0000, 0xFF0000FF, 0xFFAA0055, 0xFF5500AA, 0xFFFF0000}},
         {"DXT1 with a hole", PF_DXT1, nullptr, punched, {0xFF0000FF, 0xFFFF0000, 0xFF7F007F, 0x00000000}},
         {"DXT3", PF_DXT3, four, colours, {0x00FF0000, 0x880000FF, 0xFFAA0055, 0x335500AA}},
-        {"DXT2 keeps its colours multiplied", PF_DXT2, four, colours, {0x00FF0000, 0x880000FF}},
         {"DXT3 has no hole", PF_DXT3, four, punched, {0x000000FF, 0x88FF0000, 0xFF5500AA, 0x33AA0055}},
         {"DXT5, eight alphas",
          PF_DXT5,
@@ -462,15 +443,12 @@ TEST(Image, ConvertsEveryIntegerLayoutTo32Bits) {
         std::uint32_t pixel, argb;
     } const rows[] = {
         {PF_L8, 1, 0x40, 0xFF404040},
-        {PF_A8, 1, 0x40, 0x40000000},
         {PF_A4L4, 1, 0xF3, 0xFF333333},
         {PF_BYTE_LA, 2, 0x8040, 0x80404040},
         {PF_R5G6B5, 2, 0xF81F, 0xFFFF00FF},
-        {PF_B5G6R5, 2, 0xF800, 0xFF0000FF},
         {PF_A4R4G4B4, 2, 0x1234, 0x11223344},
         {PF_A1R5G5B5, 2, 0x7C00, 0x00FF0000},
         {PF_R8G8B8, 3, 0x123456, 0xFF123456},
-        {PF_B8G8R8, 3, 0x123456, 0xFF563412},
         {PF_X8R8G8B8, 4, 0x00123456, 0xFF123456},
         {PF_A8B8G8R8, 4, 0x12345678, 0x12785634},
         {PF_R8G8B8A8, 4, 0x12345678, 0x78123456},
