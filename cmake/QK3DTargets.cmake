@@ -14,6 +14,13 @@ if(QK3D_FUZZ)
     target_compile_options(qk3d-options INTERFACE -fsanitize=fuzzer-no-link)
 endif()
 
+# Calls inside a library go straight to its own functions, and may be inlined: nobody puts others in their place. Without
+# this each call of an exported function goes by way of a table, which costs a frame a fifth of its time.
+function(qk3d_bind_own_functions name)
+    target_compile_options(${name} PRIVATE $<$<AND:$<CXX_COMPILER_ID:GNU>,$<CONFIG:Release>>:-fno-semantic-interposition>)
+    target_link_options(${name} PRIVATE $<$<AND:$<PLATFORM_ID:Linux>,$<CONFIG:Release>>:-Wl,-Bsymbolic-functions>)
+endfunction()
+
 # qk3d_add_plugin(NAME SOURCE...): a plug-in lib<NAME> with no prefix, "NAME.so", put beside the programs.
 # A plug-in has to leave the process when it is unloaded: unique symbols would keep it there for ever.
 function(qk3d_add_plugin name)
