@@ -16,7 +16,6 @@
 #include <array>
 #include <cstring>
 #include <json/value.h>
-#include <random>
 
 using namespace qk3d;
 
@@ -141,34 +140,6 @@ protected:
     std::vector<ResourceSharePtr> m_held;
 };
 } // namespace
-
-TEST_F(GLScene, DrawsOverlaysToTheByte) {
-    auto& overlays = CQK3DMain::GetOverlayManager();
-    COverlayItem* const item = overlays.CreateOverlayItem("item", 5, 7, 20, 12, 0);
-    ASSERT_TRUE(item);
-    item->SetTexture("Blank");
-    item->SetRenderSystem(m_system);
-    Screen().AddOverlayItem(item);
-    overlays.Update();
-    ASSERT_TRUE(item->GetTexture());
-    Picture noise(20, 12);
-    std::mt19937 random(7);
-    for (auto& pixel : noise.pixels) pixel = static_cast<std::uint32_t>(random()) | 0xFF000000;
-    CPixelBox const box(0, 0, 20, 12, PF_A8R8G8B8, noise.pixels.data(), 80, 0);
-    _ResourceSharePtr<CTexture> texture = item->GetTexture();
-    ASSERT_TRUE(texture->GetPixelBuffer()->BlitFromMemory(box));
-    overlays.Update();
-    Screen().SetBackgroundColor(color(0xFF102030));
-    ASSERT_TRUE(System().UpdateAllRenderTarget(1));
-    Picture expected(kSize, kSize, 0xFF102030);
-    for (unsigned y = 0; y < 12; ++y)
-        for (unsigned x = 0; x < 20; ++x) expected.At(5 + x, 7 + y) = noise.At(x, y);
-    EXPECT_TRUE(Matches(Read(), expected));
-
-    item->SetColor(color(0x00FFFFFF)); // wholly transparent, and 0 fails the alpha test
-    ASSERT_TRUE(System().UpdateAllRenderTarget(2));
-    EXPECT_TRUE(Matches(Read(), Picture(kSize, kSize, 0xFF102030)));
-}
 
 TEST_F(GLScene, DrawsAFrameAsItDidBefore) {
     CRenderWindow* const window = System().CreateRenderWindow("scene", 160, 120, PF_X8R8G8B8, false);
