@@ -122,15 +122,22 @@ void* CHardwareBuffer::Lock(unsigned long long offset, unsigned long long length
 
 void CHardwareBuffer::Unlock() {
     if (!m_isLocked) return;
-    if (_HasBakBuffer()) {
-        m_bakBuffer->Unlock();
-        UpdateFromBakBuffer();
-    } else if (!m_isLockEmpty) {
-        _UnlockImpl();
+    {
+        struct End { // comes also if a back-end throws: the buffer would stay locked for ever
+            CHardwareBuffer& buffer;
+            ~End() {
+                buffer.m_isLocked = false;
+                buffer.m_lockOffset = 0;
+                buffer.m_lockLength = 0;
+            }
+        } const end{*this};
+        if (_HasBakBuffer()) {
+            m_bakBuffer->Unlock();
+            UpdateFromBakBuffer();
+        } else if (!m_isLockEmpty) {
+            _UnlockImpl();
+        }
     }
-    m_isLocked = false;
-    m_lockOffset = 0;
-    m_lockLength = 0;
     _OnUnlock();
 }
 

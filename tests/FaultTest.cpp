@@ -6,7 +6,6 @@
 #include "TestScene.h"
 #include <gtest/gtest.h>
 #include <new>
-#include <sstream>
 
 using namespace qk3d;
 
@@ -32,14 +31,6 @@ std::string Sound() {
     bool isGood = scene.Build();
     for (int frame = 1; frame < kSteadyFrame; ++frame) isGood = isGood && scene.Frame(frame);
     return isGood ? scene.Draw(kSteadyFrame) : "";
-}
-
-// The first line that differs; empty if none does. Whole frames are too long to read.
-std::string FirstDifference(std::string const& drawn, std::string const& sound) {
-    std::istringstream a(drawn), b(sound);
-    for (std::string x, y; std::getline(a, x), std::getline(b, y), a || b;)
-        if (x != y || !a || !b) return x + " in place of " + y;
-    return "";
 }
 
 // Builds and draws a scene with one allocation failing, asking again for what was refused. False once the scene is

@@ -17,6 +17,7 @@
 #include "QK3DViewport.h"
 #include <cstdlib>
 #include <regex>
+#include <sstream>
 
 namespace qk3d {
 namespace {
@@ -39,7 +40,7 @@ constexpr unsigned char kImage[] = {0, 0, 2, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1, 0, 2,
 
 class CTestEmitter : public CEmitter {
 public:
-    CTestEmitter() : CEmitter(nullptr, "emitter") {
+    explicit CTestEmitter(TestScene& scene) : CEmitter(nullptr, "emitter"), m_scene(scene) {
         SetEmitSpeed(20);
         SetTotalEmitNum(1'000);
         SetMaxParticleNum(5);
@@ -50,12 +51,13 @@ public:
 
 private:
     static void Make(CEmitter* emitter, CEmitableObject** out) {
+        if (auto const& call = static_cast<CTestEmitter*>(emitter)->m_scene.onCall) call();
         CreateCParticle(emitter, out);
         if (*out) (*out)->SetLifeTime(2 * kTick);
     }
-};
 
-void Count(CTimerEvent* event, long long) { ++*static_cast<int*>(event->GetParam()); }
+    TestScene& m_scene;
+};
 
 bool Fill(CMemFileSystem& files, string const& path, void const* bytes, std::size_t size) {
     auto* const block = static_cast<unsigned char*>(std::malloc(size));
@@ -67,6 +69,12 @@ CSharePtr<CResourceLoader>& NoLoader() { return CSharePtr<CResourceLoader>::GetN
 } // namespace
 
 struct TestScene::Steps {
+    static void Count(CTimerEvent* event, long long) {
+        auto& scene = *static_cast<TestScene*>(event->GetParam());
+        ++scene.m_events;
+        if (scene.onCall) scene.onCall();
+    }
+
     static bool Mesh(TestScene& s) {
         _ResourceSharePtr<CMesh> mesh(CQK3DMain::GetResourceSystem().CreateResourceManual("CMesh", "mesh"));
         CHardwareBufferManager* const buffers = s.m_device ? s.m_device->GetHardwareBufferManager() : nullptr;
@@ -91,7 +99,7 @@ struct TestScene::Steps {
 
     static bool Emitter(TestScene& s) {
         if (!s.m_mesh || !s.m_material) return false;
-        auto emitter = std::make_unique<CTestEmitter>();
+        auto emitter = std::make_unique<CTestEmitter>(s);
         emitter->SetMesh(s.m_mesh);
         emitter->SetMaterial(s.m_material);
         s.m_emitter = std::move(emitter);
@@ -185,7 +193,7 @@ std::vector<TestScene::Step> const& TestScene::GetSteps() {
          }},
         {"an event",
          [](TestScene& s) {
-             return s.m_scene && s.m_scene->GetTimer().SetTimerEvent(kTick, &Count, &s.m_events, 0u, 1,
+             return s.m_scene && s.m_scene->GetTimer().SetTimerEvent(kTick, &Steps::Count, &s, 0u, 1,
                                                                      CTimerEvent::TSM_CATCHUP) != nullptr;
          }},
     };
@@ -242,5 +250,12 @@ std::string TestScene::Draw(int number) {
     m_device->GetJournal().SetListener(nullptr);
     static std::regex const serial("(vertex|index|pixel|res)[0-9A-F]+");
     return std::regex_replace(lines, serial, "$1") + "events " + std::to_string(m_events) + '\n';
+}
+
+std::string FirstDifference(std::string const& drawn, std::string const& sound) {
+    std::istringstream a(drawn), b(sound);
+    for (std::string x, y; std::getline(a, x), std::getline(b, y), a || b;)
+        if (x != y || !a || !b) return x + " in place of " + y;
+    return "";
 }
 } // namespace qk3d

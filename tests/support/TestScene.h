@@ -5,6 +5,7 @@
 #include "QK3DMesh.h"
 #include "QK3DOverlayManager.h"
 #include "TraceRenderSystem.h"
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -12,6 +13,7 @@ namespace qk3d {
 class CCamera;
 class CEmitter;
 class CEntity;
+class COverlayItem;
 class CRenderWindow;
 class CSceneManager;
 class CSceneNode;
@@ -43,6 +45,17 @@ public:
     std::string Draw(int number);
 
     CTraceRenderSystem& GetDevice() { return *m_device; }
+    CSceneManager& GetScene() { return *m_scene; }
+    CSceneNode& GetNode() { return *m_node; }
+    CEntity& GetEntity() { return *m_entity; }
+    CEmitter& GetEmitter() { return *m_emitter; }
+    CViewport& GetViewport() { return *m_viewport; }
+    CRenderWindow& GetWindow() { return *m_window; }
+    COverlayManager& GetOverlay() { return *m_overlay; }
+    COverlayItem& GetItem() { return *m_item; }
+
+    /// Runs when the timed event is called, and when the emitter asks for a particle.
+    std::function<void()> onCall;
 
 private:
     struct Steps;
@@ -61,4 +74,8 @@ private:
     _ResourceSharePtr<CMesh> m_mesh;
     int m_events = 0;
 };
+
+/// The first line in which what was drawn differs from what should have been; empty if there is none. Whole frames are too
+/// long to read.
+std::string FirstDifference(std::string const& drawn, std::string const& sound);
 } // namespace qk3d
