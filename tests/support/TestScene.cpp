@@ -59,10 +59,11 @@ private:
     TestScene& m_scene;
 };
 
-bool Fill(CMemFileSystem& files, string const& path, void const* bytes, std::size_t size) {
-    auto* const block = static_cast<unsigned char*>(std::malloc(size));
-    std::copy_n(static_cast<unsigned char const*>(bytes), size, block);
-    return files.WriteDataToNewFile(path, block, size);
+void Fill(CMemFileSystem& files, string const& path, void const* bytes, std::size_t size) {
+    std::unique_ptr<unsigned char, decltype(&std::free)> block(static_cast<unsigned char*>(std::malloc(size)),
+                                                               &std::free);
+    std::copy_n(static_cast<unsigned char const*>(bytes), size, block.get());
+    if (files.WriteDataToNewFile(path, block.get(), size)) block.release();
 }
 
 CSharePtr<CResourceLoader>& NoLoader() { return CSharePtr<CResourceLoader>::GetNullSharePtr(); }
