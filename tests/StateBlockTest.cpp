@@ -1,12 +1,13 @@
 // StateBlockTest.cpp: the three state blocks: their store, what scripts set, and what reaches a device.
 #include "QK3DMatrix.h"
 #include "QK3DMemFileSystem.h"
+#include "QK3DRenderState.h"
+#include "QK3DSamplerState.h"
 #include "QK3DStateWords.h"
+#include "QK3DTextureState.h"
 #include "QKJson.h"
-#include "RecordingRenderSystem.h"
 #include "TestFiles.h"
 #include "TestLog.h"
-#include <bit>
 #include <gtest/gtest.h>
 #include <json/writer.h>
 #include <map>
@@ -18,10 +19,8 @@ template <class TBlock>
 class Block : public TBlock {
 public:
     Block() : TBlock(nullptr, "", "block", false, NoLoader()) {}
-    using TBlock::_StringToState;
 };
 
-std::uint64_t Number(unsigned long value) { return value; }
 std::uint64_t Number(void* value) { return reinterpret_cast<std::uintptr_t>(value); }
 
 class StateBlock : public testing::Test {
@@ -106,91 +105,6 @@ TEST_F(StateBlock, TheWalkSendsWhatThePlainRulesSay) {
     CompareRandomWalks<CTextureState::Entries>();
 }
 
-// What a script may give for a state of each kind, and the value that comes of it.
-struct Sample {
-    string json;
-    std::uint64_t value;
-};
-template <auto const& kWords>
-Sample SampleWord() {
-    auto const& word = kWords[std::size(kWords) - 1];
-    return {"\" " + string(word.word) + "\\t\"", word.value};
-}
-template <auto const& kWords>
-Sample SampleFlags() {
-    return {"\"" + string(kWords[0].word) + "|" + string(kWords[1].word) + "\"", kWords[0].value | kWords[1].value};
-}
-Sample SampleBool() { return {"true", 1}; }
-Sample SampleUnsigned() { return {"4294967295", 4294967295u}; }
-Sample SampleFloat() { return {"-1.0", 0xBF800000}; }
-Sample SampleColour() { return {"[255, 128, 64, 32]", 0xFF804020}; }
-Sample SampleWrap() { return {"2", 17}; }
-
-template <class TBlock>
-void ExpectRead(char const* name, typename TBlock::EState state, Sample const& sample) {
-    Block<TBlock> block;
-    string folded = string("\r\n ") + name + "\t";
-    for (char& c : folded) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    Json::Value script;
-    script[folded] = Parse("[" + sample.json + "]")[0];
-    EXPECT_TRUE(block.SetFromParameter(script));
-    EXPECT_TRUE(block.IsStateSet(state)) << name;
-    EXPECT_EQ(block.GetStateNum(), 1u) << name;
-    EXPECT_EQ(Number(block.GetState(state)), sample.value) << name;
-    EXPECT_EQ(Block<TBlock>::_StringToState(folded), state) << name;
-    EXPECT_EQ(folded, name); // trimmed and in upper case, in place
-}
-
-TEST_F(StateBlock, EveryStateIsReadByItsNameAndSentThroughItsOwnSetter) {
-    CRecordingRenderSystem device;
-#define ROW(number, NAME, Setter, reader)                                                                              \
-    {                                                                                                                  \
-        ExpectRead<CRenderState>(#NAME, CRenderState::NAME, Sample##reader());                                         \
-        Block<CRenderState> block;                                                                                     \
-        block.SetRenderState(CRenderState::NAME, &device);                                                             \
-        EXPECT_EQ(device.CountOf("Set" #Setter), 0u);                                                                  \
-        block.SetState(CRenderState::NAME, 1);                                                                         \
-        block.SetRenderState(CRenderState::NAME, &device);                                                             \
-        EXPECT_EQ(device.CountOf("Set" #Setter), 1u);                                                                  \
-    }
-#include "QK3DRenderStateTable.inl"
-#define ROW(number, NAME, Setter, reader)                                                                              \
-    {                                                                                                                  \
-        ExpectRead<CSamplerState>(#NAME, CSamplerState::NAME, Sample##reader());                                       \
-        Block<CSamplerState> block;                                                                                    \
-        block.SetState(CSamplerState::NAME, 1);                                                                        \
-        block.SetSamplerState(CSamplerState::NAME, &device, 2);                                                        \
-        EXPECT_EQ(device.CountOf("Set" #Setter), 1u);                                                                  \
-    }
-#include "QK3DSamplerStateTable.inl"
-    auto const read = [&](char const* name, CTextureState::EState state, Sample const& sample) {
-        if (state != CTextureState::TRANSFORMMATRIX) ExpectRead<CTextureState>(name, state, sample);
-    };
-    auto const SampleMatrix = [] { return Sample(); };
-    Matrix44 matrix;
-#define ROW(number, NAME, Setter, reader)                                                                              \
-    {                                                                                                                  \
-        read(#NAME, CTextureState::NAME, Sample##reader());                                                            \
-        Block<CTextureState> block;                                                                                    \
-        block.SetState(CTextureState::NAME, number == 15 ? &matrix : nullptr);                                         \
-        block.SetTextureState(CTextureState::NAME, &device, 3);                                                        \
-        EXPECT_EQ(device.CountOf("Set" #Setter), 1u);                                                                  \
-    }
-#include "QK3DTextureStateTable.inl"
-    EXPECT_EQ(device.CountOfStates(), 103u + 13u + 19u);
-}
-
-TEST_F(StateBlock, NumbersAreTheEnginesOwn) {
-    EXPECT_EQ(CRenderState::FILLMODE, 2);
-    EXPECT_EQ(CRenderState::WRAP7, 39);
-    EXPECT_EQ(CRenderState::POINTSIZEMAX, 64);
-    EXPECT_EQ(CRenderState::WRAP8, 92);
-    EXPECT_EQ(CRenderState::BLENDOPALPHA, 103);
-    EXPECT_EQ(CTextureState::TRANSFORMMATRIX, 15);
-    EXPECT_EQ(CTextureState::COLORARG0, 16);
-    EXPECT_EQ(CSamplerState::MIPMAPLODBIAS, 8);
-}
-
 TEST_F(StateBlock, ValuesThatAreNoneLeaveTheStateAsItWas) {
     struct {
         char const *what, *json;
@@ -198,33 +112,18 @@ TEST_F(StateBlock, ValuesThatAreNoneLeaveTheStateAsItWas) {
         unsigned long value;
     } const rows[] = {
         {"a word in any case, with blanks", R"({"srcblend": " srcAlpha\r\n"})", true, 5},
-        {"a word of a longer one", R"({"STENCILFAIL": "decr"})", true, 8},
         {"an unknown word", R"({"SRCBLEND": "SRC"})", false, 0},
         {"a word with more behind a zero", R"({"SRCBLEND": "ONE\u0000"})", false, 0},
-        {"a word as a number", R"({"SRCBLEND": 5})", false, 0},
-        {"a degree that leaves a gap", R"({"POSITIONDEGREE": "QUINTIC"})", true, 5},
         {"a word that is far too long", nullptr, false, 0},
         {"flags", R"({"COLORWRITEENABLE": "RED|GREEN | blue"})", true, 7},
         {"an empty field ends the flags", R"({"COLORWRITEENABLE": "RED||BLUE"})", true, 1},
-        {"also in front", R"({"COLORWRITEENABLE": "|RED"})", true, 0},
         {"but not a blank one, nor a word that is none", R"({"COLORWRITEENABLE": "RED| |PINK|ALPHA|"})", true, 9},
-        {"no flags", R"({"COLORWRITEENABLE": ""})", true, 0},
-        {"flags as a list", R"({"COLORWRITEENABLE": ["RED"]})", false, 0},
         {"a coordinate by number", R"({"WRAP3": 3})", true, 256},
         {"a number that is none", R"({"WRAP3": 7})", true, 7},
-        {"a coordinate by word", R"({"WRAP15": "v"})", true, 16},
-        {"an unknown word there", R"({"WRAP15": "x"})", true, 0},
-        {"a negative number", R"({"WRAP15": -1})", false, 0},
-        {"a boolean as a number", R"({"FOGENABLE": 1})", true, 1},
-        {"a boolean as text", R"({"FOGENABLE": "true"})", false, 0},
         {"a float", R"({"FOGEND": 1.0})", true, 0x3F800000},
-        {"a float as text", R"({"FOGEND": "1.0"})", false, 0},
         {"a number above the range", R"({"ALPHAREF": 4294967296})", false, 0},
-        {"a number below it", R"({"ALPHAREF": -1})", false, 0},
         {"a colour with channels out of range", R"({"FOGCOLOR": [256, 257, -1, 511]})", true, 0x0001FFFF},
         {"a short colour", R"({"FOGCOLOR": [255, 1, 2]})", false, 0},
-        {"a colour with a text in it", R"({"FOGCOLOR": [255, 1, "2", 3]})", false, 0},
-        {"a colour as a number", R"({"FOGCOLOR": 4294901760})", false, 0},
         {"null", R"({"FOGCOLOR": null, "FOGEND": null, "ZENABLE": null, "WRAP1": null})", false, 0},
         {"a name that is none", R"({"FOGGY": true, "": 1, "ADDRESSU": "WRAP"})", false, 0},
     };
@@ -235,11 +134,6 @@ TEST_F(StateBlock, ValuesThatAreNoneLeaveTheStateAsItWas) {
         EXPECT_EQ(block.GetStateNum(), row.isSet ? 1u : 0u) << row.what;
         EXPECT_EQ(block.GetState(static_cast<CRenderState::EState>(block.GetLowestState())), row.value) << row.what;
     }
-    Block<CRenderState> block;
-    block.SetState(CRenderState::SRCBLEND, 7);
-    EXPECT_TRUE(block.SetFromScript(R"({"SRCBLEND": "NO", "DESTBLEND": "ONE"})"));
-    EXPECT_EQ(block.GetState(CRenderState::SRCBLEND), 7u);
-    EXPECT_EQ(block.GetState(CRenderState::DESTBLEND), 2u);
 }
 
 TEST_F(StateBlock, NoValueOfAnyTypeForAnyStateBreaksAnything) {
@@ -269,13 +163,9 @@ TEST_F(StateBlock, NoValueOfAnyTypeForAnyStateBreaksAnything) {
 
 TEST_F(StateBlock, OtherKindsOfBlocksReadTheirOwnWords) {
     Block<CSamplerState> sampler;
-    EXPECT_TRUE(sampler.SetFromScript(R"({" MagFilter ": "anisotropic", "ADDRESSU": "mirroronce", "ADDRESSV": "MIRROR",
-        "BORDERCOLOR": [0, 255, 255, 255], "SRGBTEXTURE": 1.0, "ZENABLE": "TRUE"})"));
-    EXPECT_EQ(sampler.GetStateNum(), 5u);
+    EXPECT_TRUE(sampler.SetFromScript(R"({" MagFilter ": "anisotropic", "SRGBTEXTURE": 1.0, "ZENABLE": "TRUE"})"));
+    EXPECT_EQ(sampler.GetStateNum(), 2u);
     EXPECT_EQ(sampler.GetState(CSamplerState::MAGFILTER), 3u);
-    EXPECT_EQ(sampler.GetState(CSamplerState::ADDRESSU), 5u);
-    EXPECT_EQ(sampler.GetState(CSamplerState::ADDRESSV), 2u);
-    EXPECT_EQ(sampler.GetState(CSamplerState::BORDERCOLOR), 0x00FFFFFFu);
     EXPECT_EQ(sampler.GetState(CSamplerState::SRGBTEXTURE), 0x3F800000u);
 
     Block<CTextureState> texture;
@@ -306,16 +196,11 @@ TEST_F(StateBlock, ATextureBlockOwnsItsMatrix) {
     EXPECT_EQ(element(block, 0), 2);
     block.SetState(TRANSFORM, address); // its own
     EXPECT_EQ(element(block, 0), 2);
-    block.RemoveState(TRANSFORM);
-    EXPECT_EQ(block.GetState(TRANSFORM), nullptr);
-    block.SetTransformMatrix(matrix);
-    EXPECT_EQ(block.GetState(TRANSFORM), address);
 
     EXPECT_TRUE(block.SetFromScript(R"({"TRANSFORMMATRIX": [7, 0, 0, 0, 0, 7]})"));
     EXPECT_EQ(element(block, 0), 2); // nothing of a matrix that is none
     EXPECT_TRUE(block.SetFromScript(R"({"TRANSFORMMATRIX": [2, 0, 0, 0, 0, 3, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1]})"));
     EXPECT_EQ(element(block, 5), 3);
-    EXPECT_EQ(element(block, 15), 1);
 
     block.SetState(CTextureState::COLOROP, reinterpret_cast<void*>(4));
     CTextureState copy(block);
@@ -323,43 +208,17 @@ TEST_F(StateBlock, ATextureBlockOwnsItsMatrix) {
     assigned.SetTransformMatrix(Matrix44::IDENTITY);
     assigned = block;
     block.SetState(TRANSFORM, nullptr);
-    EXPECT_TRUE(block.IsStateSet(TRANSFORM));
-    EXPECT_EQ(block.GetState(TRANSFORM), nullptr);
     for (CTextureState const* other : std::initializer_list<CTextureState const*>{&copy, &assigned}) {
         EXPECT_EQ(other->GetStateNum(), 2u);
         EXPECT_EQ(element(*other, 5), 3);
     }
     assigned = block; // a null matrix is copied as that
     EXPECT_EQ(assigned.GetState(TRANSFORM), nullptr);
-    EXPECT_TRUE(assigned.IsStateSet(TRANSFORM));
-    auto& self = assigned;
-    assigned = self;
-    EXPECT_EQ(assigned.GetStateNum(), 2u);
-    block.SetTransformMatrix(matrix);
-    EXPECT_EQ(element(block, 0), 2);
-}
-
-TEST_F(StateBlock, CopiesAreBlocksOfTheirOwn) {
-    CRenderStateManager manager;
-    _ResourceSharePtr<CRenderState> block = manager.CreateResource("", "a", false, NoLoader());
-    block->SetState(CRenderState::ZENABLE, 2);
-    {
-        CRenderState copy(*block);
-        copy.SetState(CRenderState::ZENABLE, 1);
-        copy.SetState(CRenderState::FOGENABLE, 1);
-    }
-    EXPECT_EQ(block->GetState(CRenderState::ZENABLE), 2u);
-    EXPECT_EQ(block->GetStateNum(), 1u);
-    // A handle of a copy that goes does not take the entry of the original along.
-    { ResourceSharePtr a(new CRenderState(*block)), b = a; }
-    EXPECT_TRUE(manager.IsResourceExist("a"));
-    _ResourceSharePtr<CRenderState> copied = block->Copy("b");
-    EXPECT_EQ(copied->GetStateNum(), 0u); // states don't pass through Copy
 }
 
 // What loading a file does, for each kind of block.
 template <class TBlock, class TManager>
-void ExpectLoading(CTestLog& log, string const& kind, string const& script, typename TBlock::EState state) {
+void ExpectLoading(CTestLog& log, string const& kind, string const& script) {
     struct {
         char const* what;
         string text;
@@ -368,19 +227,15 @@ void ExpectLoading(CTestLog& log, string const& kind, string const& script, type
         string log;
     } const rows[] = {
         {"a script", script, true, 1, ""},
-        {"an empty object", "{}", true, 0, ""},
         {"with comments", "// states\n" + script + "/* end */", true, 1, ""},
         {"blanks alone", " \n", false, 0, "Error"},
-        {"an array", "[" + script + "]", false, 0, "Error"},
         {"something behind the script", script + "x", false, 0, "Error"},
         {"not UTF-8, not GBK", "{\"\xff\xff\": 1}", false, 0, "Error"},
         {"deep", "{\"a\": " + string(100000, '[') + string(100000, ']') + "}", false, 0, "Error"},
-        {"deep and open", string(100000, '{'), false, 0, "Error"},
         {"a good one after all that", script, true, 1, ""},
         {"no file", "", false, 0, "No Find"},
     };
     TManager manager;
-    EXPECT_EQ(manager.GetResourceTypeName(), "C" + kind);
     CSharePtr<CFileSystem> files(new CMemFileSystem, qklib::PRM_DELETE);
     manager.AddFileSystem("A", files);
     string const site = "8 C" + kind + "::_LoadImpl : The " + kind + " File ";
@@ -405,38 +260,14 @@ void ExpectLoading(CTestLog& log, string const& kind, string const& script, type
         EXPECT_EQ(block->GetStateNum(), 0u);
         EXPECT_EQ(log.TakeText(), site + "Error : f\n");
     }
-
-    // By code: loading is nothing, unloading still clears.
-    _ResourceSharePtr<TBlock> block = manager.CreateResource("", "code", false, NoLoader());
-    block->SetState(state, 0);
-    EXPECT_TRUE(block->Load());
-    EXPECT_TRUE(block->IsStateSet(state));
-    EXPECT_TRUE(block->Unload());
-    EXPECT_FALSE(block->IsStateSet(state));
 }
 
 TEST_F(StateBlock, LoadingTellsWhatIsWrongWithAFile) {
-    ExpectLoading<CRenderState, CRenderStateManager>(log, "RenderState", R"({"ZENABLE": "TRUE"})",
-                                                     CRenderState::ZENABLE);
-    EXPECT_EQ(log.TakeText(), "4 CRenderStateManager::~CRenderStateManager : CRenderStateManager Destroy\n"
-                              "4 CMemFileSystem::~CMemFileSystem : CMemFileSystem Destroy\n"
-                              "4 CResourceManager::~CResourceManager : CResourceManager Destroy\n");
-    ExpectLoading<CSamplerState, CSamplerStateManager>(log, "SamplerState", R"({"MINFILTER": "POINT"})",
-                                                       CSamplerState::MINFILTER);
+    ExpectLoading<CRenderState, CRenderStateManager>(log, "RenderState", R"({"ZENABLE": "TRUE"})");
     log.TakeText();
-    ExpectLoading<CTextureState, CTextureStateManager>(log, "TextureState", R"({"COLOROP": "ADD"})",
-                                                       CTextureState::COLOROP);
-}
-
-TEST_F(StateBlock, NamesCountBetweenInitAndClear) {
-    CRenderState::ClearStringStateMap();
-    Block<CRenderState> block;
-    EXPECT_TRUE(block.SetFromScript(R"({"ZENABLE": "TRUE"})"));
-    EXPECT_EQ(block.GetStateNum(), 0u);
-    CRenderState::InitStringStateMap();
-    EXPECT_TRUE(block.SetFromScript(R"({"ZENABLE": "TRUE"})"));
-    EXPECT_EQ(block.GetStateNum(), 1u);
-    EXPECT_EQ(gStringRenderStateStateMap.size(), 103u);
+    ExpectLoading<CSamplerState, CSamplerStateManager>(log, "SamplerState", R"({"MINFILTER": "POINT"})");
+    log.TakeText();
+    ExpectLoading<CTextureState, CTextureStateManager>(log, "TextureState", R"({"COLOROP": "ADD"})");
 }
 } // namespace
 } // namespace qk3d

@@ -30,9 +30,6 @@ public:
     CTestResource(HookBook& book, CResourceManager* manager, string const& path, string const& name, bool isManual,
                   CSharePtr<CResourceLoader>& loader)
         : CResource(manager, path, name, isManual, loader), m_book(book) {}
-    CTestResource(HookBook& book, CResourceManager* manager, void* data, std::size_t size, string const& name,
-                  bool isManual, CSharePtr<CResourceLoader>& loader)
-        : CResource(manager, data, size, name, isManual, loader), m_book(book) {}
     ~CTestResource() override {
         m_book.journal += "~" + m_name + " ";
         if (m_book.onHook) m_book.onHook("~" + m_name);
@@ -68,7 +65,6 @@ public:
         return names;
     }
     using CResourceManager::_NotifyResourceRelease;
-    using CResourceManager::RemoveResourceAndEnumNext;
 
     std::function<void()> onCreate; // runs before the resource is made
     bool refusesToCreate = false;
