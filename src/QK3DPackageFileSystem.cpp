@@ -61,6 +61,10 @@ unsigned int Checksum(unsigned char const* bytes, Size size) {
     return static_cast<unsigned int>(crc);
 }
 
+bool IsReadable(FileInfo const& file) {
+    return file.m_type == CPackageFileSystem::FT_STORED || file.m_type == CPackageFileSystem::FT_DEFLATED;
+}
+
 // All bytes of `file` as its reader sees them; false if they cannot be had or are not those that were packed.
 bool ReadWhole(std::FILE* package, FileInfo const& file, unsigned char* out) {
     if (!package || !platform::SeekOpenFile(package, file.m_offset)) return false;
@@ -113,7 +117,10 @@ string CPackageFileSystem::GetFileSystemTypeName() const { return "PackageFileSy
 
 bool CPackageFileSystem::IsFileExist(wstring const& path) const { return _FindFile(path) != nullptr; }
 
-unsigned long long CPackageFileSystem::GetFileSize(wstring const& path) const { return _GetStoredSize(path); }
+unsigned long long CPackageFileSystem::GetFileSize(wstring const& path) const {
+    FileInfo const* const file = _FindFile(path);
+    return file ? file->m_size : 0;
+}
 
 bool CPackageFileSystem::MakeResourceAbsolutePath(wstring& path) const {
     path = wstring(qklib::TrimBlanks(path));
@@ -152,15 +159,16 @@ unsigned long long CPackageFileSystem::GetFileData(wstring const& path, unsigned
     return file->m_size;
 }
 
+// 0 for a file that cannot be read: no memory is asked for on the word of such an entry.
 unsigned long long CPackageFileSystem::_GetStoredSize(wstring const& path) const {
     FileInfo const* const file = _FindFile(path);
-    return file ? file->m_size : 0;
+    return file && IsReadable(*file) ? file->m_size : 0;
 }
 
 unsigned long long CPackageFileSystem::_CopyStored(wstring const& path, unsigned char* buffer,
                                                    unsigned long long size) const {
     FileInfo const* const file = _FindFile(path);
-    if (!file || !m_packageFile) return 0;
+    if (!file || !m_packageFile || !IsReadable(*file)) return 0;
     if (size >= file->m_size) return ReadWhole(m_packageFile->m_file, *file, buffer) ? file->m_size : 0;
 
     // A part of a file is checked with the whole of it.

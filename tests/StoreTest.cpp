@@ -296,6 +296,18 @@ TEST_F(PackageTest, ADeflatedFileNeverGivesMoreThanItsRecordedSize) {
     EXPECT_EQ(ReadAll(m_store, L"x"), "none");
 }
 
+TEST_F(PackageTest, AFileThatCannotBeReadIsSeenAndNoMemoryIsAskedForIt) {
+    TestZipEntry entry{"l", "packed in a way of its own", 14};
+    entry.size = 0x2FFFFFFF; // not more than packing could do, for all that is known
+    ASSERT_TRUE(Open(MakeZip({entry})));
+    unsigned char some[4];
+    EXPECT_TRUE(m_store.IsFileExist("l"));
+    EXPECT_EQ(m_store.GetFileSize("l"), 0x2FFFFFFFu);
+    EXPECT_EQ(m_store.ReadFileAsBinary("l", nullptr, 0), 0u) << "what a full read gives";
+    EXPECT_EQ(m_store.ReadFileAsBinary("l", some, sizeof some), 0u);
+    EXPECT_EQ(ReadAll(m_store, L"l"), "none");
+}
+
 TEST_F(PackageTest, CutAndSpoiltArchivesGiveARightAnswerOrNone) {
     string const good = MakeZip({{"a.txt", "hello"}, Deflated("b.txt", "inflated")});
     for (std::size_t length = 0; length < good.size(); ++length) EXPECT_FALSE(Open(good.substr(0, length))) << length;
