@@ -64,7 +64,11 @@ TEST(Fault, TheEngineStartsWhenMemoryCameTooLate) {
     CTestLog log;
     for (unsigned long long number = 0;; ++number) {
         AllocationFault const fault(number);
-        if (Attempt([] { return &CQK3DMain::GetQK3DMain() != nullptr; })) break;
+        auto const start = [] {
+            CQK3DMain::GetQK3DMain();
+            return true;
+        };
+        if (Attempt(start)) break;
     }
     for (unsigned long long number = 0;; number += 7) {
         AllocationFault const fault(number);
