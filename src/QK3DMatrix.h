@@ -104,7 +104,8 @@ struct Matrix44 {
     }
 
     Matrix44 const& SetIdentity() { return *this = IDENTITY; }
-    bool IsIdentity() const { return *this == IDENTITY; }
+    /// What is not the identity mostly moves something, so that is looked at first: it is asked for every node and object.
+    bool IsIdentity() const { return m[12] == 0 && m[13] == 0 && m[14] == 0 && *this == IDENTITY; }
     QK3D_API Matrix44 const& Transpose();
     Matrix44 GetTranspose() const { return Matrix44(*this).Transpose(); }
     /// The determinant of the upper left 3x3, not of all 16 elements.

@@ -4,6 +4,9 @@
 #include <cstddef>
 
 namespace qk3d {
+/// The lines in which a processor fetches memory.
+constexpr std::size_t kCacheLine = 64;
+
 /// How many objects before its turn one is asked for. A walk over a hundred thousand particles waits for little else.
 constexpr std::size_t kPrefetchAhead = 8;
 
@@ -12,7 +15,7 @@ constexpr std::size_t kPrefetchAhead = 8;
 inline void Prefetch(void const* memory, std::size_t size) {
 #if defined(__GNUC__)
     auto const* const bytes = static_cast<char const*>(memory);
-    for (std::size_t at = 0; at < size; at += 64) __builtin_prefetch(bytes + at, 1);
+    for (std::size_t at = 0; at < size; at += kCacheLine) __builtin_prefetch(bytes + at, 1);
 #else
     static_cast<void>(memory), static_cast<void>(size);
 #endif

@@ -3,10 +3,10 @@
 
 #include "QK3DExport.h"
 #include "QK3DListenerList.h"
+#include "QK3DPointerList.h"
 #include "QK3DQuaternion.h"
 #include "QK3DTypes.h"
 #include <cstddef>
-#include <vector>
 
 namespace qk3d {
 class CCamera;
@@ -38,6 +38,10 @@ public:
     CSceneNode& operator=(CSceneNode const&) = delete;
     /// Takes the node out of its parent and lets children and objects go. It destroys neither.
     virtual ~CSceneNode();
+
+    /// Nodes of this very class lie side by side; those of derived classes come from the heap.
+    static void* operator new(std::size_t size);
+    static void operator delete(void* memory, std::size_t size) noexcept;
 
     /// Gets or makes the node `name` of the scene manager, moves it by `position` and then `rotation` on top of the
     /// transform it has, and adds it here. Null without a scene manager, or when the manager makes none.
@@ -119,14 +123,10 @@ protected:
     /// Called when the flag was set. Nothing here.
     virtual void _SetVisible(bool visible);
 
-    string m_name;
-    CSceneManager* m_sceneManager;  // not owned
-    CSceneNode* m_parent = nullptr; // not owned
-    // What an update reads lies together from here on.
-    Matrix44 m_transform = Matrix44::IDENTITY;
-    Matrix44 m_worldTransform = Matrix44::IDENTITY;
-    std::vector<CMovableObject*> m_attachedObjects; // not owned
-    std::vector<CSceneNode*> m_children;            // not owned; in name order
+    // What an update reads and writes lies in the first three cache lines, with one matrix in each of the last two.
+    CSceneNode* m_parent = nullptr;                 // not owned
+    CPointerList<CSceneNode> m_children;            // in name order
+    CPointerList<CMovableObject> m_attachedObjects; // in attach order
     CListenerList<CUpdateListener> m_updateListeners;
     bool m_visible = true;
     bool m_transformChanged = false;
@@ -137,14 +137,25 @@ protected:
 private:
     class CWalk;
     enum class EClass : unsigned char { Unknown, Plain, Derived };
+    EClass m_class = EClass::Unknown; // asked for at the first update
 
+protected:
+    Matrix44 m_transform = Matrix44::IDENTITY;
+    Matrix44 m_worldTransform = Matrix44::IDENTITY;
+    string m_name;
+    CSceneManager* m_sceneManager; // not owned
+
+private:
     std::size_t FindChildPlace(string const& name) const;
     CSceneNode* FindListedChild(string const& name) const;
     void UnlinkChild(CSceneNode* child);
     void UnlinkObject(CMovableObject* object);
     bool IsPlain();
+    bool IsSilentLeaf();
+    CSceneNode* UpdateLeaves(unsigned int& next, bool changed);
+    static CSceneNode* UpdateUpToNext(CWalk& walk, bool& changed);
+    static bool NotifyPerUpdate(CWalk& walk, CSceneNode* node);
+    static void NotifyPostUpdate(CWalk& walk, CSceneNode* node);
     bool RecomputeWorld(CSceneNode const* parent, bool parentChanged);
-
-    EClass m_class = EClass::Unknown; // asked for at the first update
 };
 } // namespace qk3d
