@@ -1,14 +1,11 @@
 // FileSystemTest.cpp: files of the operating system, found in any letter case, and processors on the way to a reader.
 #include "PlatformFile.h"
-#include "QK3DFileDataProcessor.h"
 #include "QK3DOSFileSystem.h"
 #include "QK3DText.h"
 #include "TempFolder.h"
 #include "TestProcessor.h"
 
 #include <chrono>
-#include <cstring>
-#include <gtest/gtest.h>
 #include <thread>
 
 using namespace qk3d;
@@ -17,17 +14,24 @@ namespace platform = qklib::platform;
 namespace fs = std::filesystem;
 
 namespace {
-wstring Wide(string const& utf8) {
-    wstring wide;
-    platform::Utf8ToUtf16(utf8, wide);
-    return wide;
+// What is in a file, through the platform; "none" if there is none.
+string Content(wstring const& path) {
+    std::FILE* const file = platform::OpenFileForReading(path);
+    EXPECT_EQ(platform::FileExists(path), file != nullptr);
+    if (!file) return "none";
+    char bytes[16];
+    string const content(bytes, std::fread(bytes, 1, sizeof bytes, file));
+    std::fclose(file);
+    return content;
 }
 
 class OSFileSystemTest : public testing::Test {
 protected:
+    OSFileSystemTest() { m_store.AddResourceDirPath(m_folder.Path()); }
+
     // A path that the read operations take.
     wstring Find(string const& utf8) {
-        wstring path = Wide(utf8);
+        wstring path = TempFolder::Wide(utf8);
         EXPECT_TRUE(m_store.MakeResourceAbsolutePath(path)) << utf8;
         return path;
     }
@@ -45,57 +49,34 @@ TEST(PlatformFile, APathFindsItsFileInAnyLetterCase) {
     folder.Write("both/A", "exact");
     folder.Write("both/a", "other");
     folder.Write("bad\xFFname/x", "4"); // no UTF-8: nothing finds it, and nothing stumbles over it
-    fs::create_directory(folder.Path("bad\xFFother"));
+    for (string const name : {"qrsT", "qrSt", "Qrst", "qRst", "QRst", "qRSt"}) folder.Write("many/" + name, name);
+    EXPECT_EQ(std::system(("mkfifo '" + folder.Path("pipe") + "'").c_str()), 0);
     struct {
         char const* path;
-        char const* bytes; // null: there is none
+        char const* content;
     } const rows[] = {
-        {"Data/Models/Tank.Mesh", "1"},
         {"data\\models\\tank.mesh", "1"}, // though "data" exists and has no "models"
+        {"data//../DATA/models/.///TANK.mesh", "1"},
         {"DATA/OTHER", "2"},
-        {"data//models///TANK.mesh", "1"},
-        {"data/../data/models/./tank.mesh", "1"},
         {"übung\\文件.txt", "3"},
         {"both/A", "exact"},
         {"both/a", "other"},
-        {"BOTH/A", "exact"},
-        {"data/models/tank", nullptr},
-        {"data/models/tank.mesh/x", nullptr},
-        {"data/models", nullptr}, // a folder
-        {"data/models/", nullptr},
-        {"\\", nullptr},
-        {"bad\xEF\xBF\xBDname/x", nullptr},
+        {"many/qrst", "QRst"}, // of several, the first in byte order
+        {"data/models/tank", "none"},
+        {"data/models/tank.mesh/x", "none"},
+        {"data/models", "none"}, // a folder
+        {"data/models/", "none"},
+        {"\\", "none"},
+        {"bad\xEF\xBF\xBDname/x", "none"},
+        {"pipe", "none"}, // and it must not wait for a writer
     };
-    for (auto const& row : rows) {
-        wstring const path = folder.WidePath() + L'/' + Wide(row.path);
-        EXPECT_EQ(platform::FileExists(path), row.bytes != nullptr) << row.path;
-        std::FILE* const file = platform::OpenFileForReading(path);
-        ASSERT_EQ(file != nullptr, row.bytes != nullptr) << row.path;
-        if (!file) continue;
-        char bytes[16] = {};
-        EXPECT_GT(std::fread(bytes, 1, sizeof bytes, file), 0u);
-        EXPECT_STREQ(bytes, row.bytes) << row.path;
-        std::fclose(file);
-    }
-    for (char const* name : {"qrsT", "qrSt", "Qrst", "qRst", "QRst", "qRSt"})
-        folder.Write(string("many/") + name, name);
-    std::FILE* const first = platform::OpenFileForReading(folder.WidePath("many/qrst"));
-    ASSERT_NE(first, nullptr);
-    char bytes[8] = {};
-    EXPECT_EQ(std::fread(bytes, 1, sizeof bytes, first), 4u);
-    EXPECT_STREQ(bytes, "QRst") << "of several, the first in byte order";
-    std::fclose(first);
-    bool const hasPipe = std::system(("mkfifo '" + folder.Path("pipe") + "'").c_str()) == 0;
-    EXPECT_TRUE(hasPipe);
-    EXPECT_EQ(platform::OpenFileForReading(folder.WidePath("pipe")), nullptr) << "and it must not wait for a writer";
-
+    for (auto const& row : rows)
+        EXPECT_EQ(Content(folder.WidePath() + L'/' + TempFolder::Wide(row.path)), row.content) << row.path;
     EXPECT_TRUE(platform::PathExists(folder.WidePath() + L"\\DATA\\models\\"));
     EXPECT_FALSE(platform::FileExists(L""));
     EXPECT_FALSE(platform::FileExists(L"/dev/zero")) << "endless";
     EXPECT_FALSE(platform::FileExists(folder.WidePath() + L"/data/other\0x"s)) << "a zero inside";
     EXPECT_TRUE(platform::FileExists(folder.Path() + "/bad\xFFname/x")) << "narrow bytes as they lie on the disk";
-    fs::remove(folder.Path("data/other"));
-    EXPECT_FALSE(platform::FileExists(folder.WidePath() + L"/data/other")) << "nothing is remembered";
 }
 
 TEST(PlatformFile, NoChangeOfAFolderThatWasReadBeforeIsMissed) {
@@ -132,8 +113,7 @@ TEST(PlatformFile, NoChangeOfAFolderThatWasReadBeforeIsMissed) {
 }
 
 TEST(PlatformFile, KnowsTheFolderOfTheProgram) {
-    string const folder = platform::GetExecutableFolder();
-    EXPECT_EQ(folder, fs::canonical("/proc/self/exe").parent_path().string());
+    EXPECT_EQ(platform::GetExecutableFolder(), fs::canonical("/proc/self/exe").parent_path().string());
 }
 
 TEST_F(OSFileSystemTest, TheFirstFolderInOrderOfNamesThatHasTheFileServes) {
@@ -142,28 +122,22 @@ TEST_F(OSFileSystemTest, TheFirstFolderInOrderOfNamesThatHasTheFileServes) {
     m_folder.Write("B/both.txt", "bb");
     m_store.AddResourceDirPath(m_folder.WidePath("B"));
     m_store.AddResourceDirPath(m_folder.Path("A"));
-    string lower = m_folder.Path();
-    EXPECT_EQ(Find(" \r\nonly.txt\t"), Wide(lower + "/b/only.txt"));
-    EXPECT_EQ(Find("Both.TXT"), Wide(lower + "/a/both.txt"));
-    EXPECT_EQ(m_store.GetFileSize("both.txt"), 1u);
-    EXPECT_EQ(Find(m_folder.Path("B/Only.txt")), Wide(lower + "/b/only.txt"));
-
+    wstring const folder = m_folder.WidePath();
+    EXPECT_EQ(Find(" \r\nonly.txt\t"), folder + L"/b/only.txt");
+    EXPECT_EQ(Find("Both.TXT"), folder + L"/a/both.txt");
+    EXPECT_EQ(Find(m_folder.Path("B/Only.txt")), folder + L"/b/only.txt");
     string narrow = "..\\B\\ONLY.txt";
     EXPECT_TRUE(m_store.MakeResourceAbsolutePath(narrow));
-    EXPECT_EQ(narrow, lower + "/b/only.txt");
-
+    EXPECT_EQ(narrow, m_folder.Path() + "/b/only.txt");
+    EXPECT_EQ(m_store.GetFileSize("both.txt"), 1u);
     m_store.RemoveResourceDirPath(m_folder.WidePath("A"));
     EXPECT_EQ(m_store.GetFileSize("both.txt"), 2u);
 }
 
-TEST_F(OSFileSystemTest, WhatIsNotThereIsRefusedAndThePathKeepsItsText) {
-    m_folder.Write("x.txt", "x");
-    string const absolute = m_folder.Path("x.txt");
-    EXPECT_TRUE(m_store.IsFileExist(absolute));
-    EXPECT_EQ(m_store.GetFileSize(absolute), 0u) << "no folders, no sizes";
-    m_store.AddResourceDirPath(m_folder.Path());
+TEST_F(OSFileSystemTest, WhatIsNotThereIsRefusedAndNothingIsEverWritten) {
+    string const absolute = m_folder.Write("x.txt", "x");
+    EXPECT_EQ(COSFileSystem().GetFileSize(absolute), 0u) << "no folders, no sizes";
     EXPECT_EQ(m_store.GetFileSize(absolute), 1u);
-
     for (char const* name : {"y.txt", "", " ", "\\", "/", ".", "x.txt/", "C:\\x.txt", "\\\\x", "\xFF", "/y.txt"}) {
         EXPECT_FALSE(m_store.IsFileExist(name)) << name;
         EXPECT_EQ(m_store.GetFileSize(name), 0u) << name;
@@ -178,91 +152,56 @@ TEST_F(OSFileSystemTest, WhatIsNotThereIsRefusedAndThePathKeepsItsText) {
         EXPECT_EQ(block, nullptr) << name;
         EXPECT_FALSE(m_store.DeleteFileA(name)) << name;
     }
+    unsigned char const data[] = {1, 2};
+    EXPECT_FALSE(m_store.WriteStringToNewFile(absolute, "text"s));
+    EXPECT_FALSE(m_store.WriteDataToNewFile(absolute, data, 2));
+    EXPECT_FALSE(m_store.AppendStringToFile(absolute, L"text"s));
+    EXPECT_FALSE(m_store.AppendDataToFile(absolute, data, 2));
+    EXPECT_EQ(TempFolder::Read(absolute), "x");
     EXPECT_TRUE(m_store.DeleteFileA("X.TXT"));
     EXPECT_EQ(m_folder.Count(), 0u);
 }
 
-TEST_F(OSFileSystemTest, NothingIsEverWritten) {
-    m_folder.Write("x.txt", "x");
-    m_store.AddResourceDirPath(m_folder.Path());
-    string const path = m_folder.Path("x.txt");
-    unsigned char const data[] = {1, 2};
-    EXPECT_FALSE(m_store.WriteStringToNewFile(path, "text"s));
-    EXPECT_FALSE(m_store.WriteStringToNewFile(path, L"text"s));
-    EXPECT_FALSE(m_store.WriteDataToNewFile(path, data, 2));
-    EXPECT_FALSE(m_store.AppendStringToFile(path, "text"s));
-    EXPECT_FALSE(m_store.AppendStringToFile(path, L"text"s));
-    EXPECT_FALSE(m_store.AppendDataToFile(path, data, 2));
-    EXPECT_EQ(TempFolder::Read(path), "x");
-}
-
 TEST_F(OSFileSystemTest, TextsComeOutInTheEncodingThatIsAskedFor) {
-    m_store.AddResourceDirPath(m_folder.Path());
     m_folder.Write("utf8", "\xEF\xBB\xBF\xE4\xB8\xAD");
     m_folder.Write("gbk", "\xD6\xD0");
     m_folder.Write("utf16", "\xFE\xFF\x4E\x2D");
     m_folder.Write("empty", "");
+    string narrow;
+    wstring wide;
     for (char const* name : {"utf8", "gbk", "utf16"}) {
-        string narrow;
-        wstring wide;
         EXPECT_TRUE(m_store.ReadFileAsString(Find(name), narrow)) << name;
         EXPECT_TRUE(m_store.ReadFileAsString(WideToAnsi(Find(name), "chs"), wide)) << name;
         EXPECT_EQ(narrow, "\xD6\xD0") << name;
-        EXPECT_EQ(wide, Wide("中")) << name;
+        EXPECT_EQ(wide, L"\x4E2D") << name;
     }
-    string text = "old";
-    EXPECT_FALSE(m_store.ReadFileAsString(Find("empty"), text));
-    EXPECT_EQ(text, "");
+    EXPECT_FALSE(m_store.ReadFileAsString(Find("empty"), narrow));
+    EXPECT_EQ(narrow, "");
 }
 
-TEST_F(OSFileSystemTest, BytesWithoutAProcessorAreCopiedAndCounted) {
-    m_store.AddResourceDirPath(m_folder.Path());
-    m_folder.Write("f", "abcd");
-    unsigned char buffer[8] = {};
-    EXPECT_EQ(m_store.ReadFileAsBinary(Find("f"), buffer, 2), 2u);
-    EXPECT_EQ(m_store.ReadFileAsBinary(Find("f"), buffer, 8), 4u);
-    EXPECT_STREQ(reinterpret_cast<char*>(buffer), "abcd");
-    EXPECT_EQ(m_store.ReadFileAsBinary(Find("f"), static_cast<unsigned char*>(nullptr), 8), 0u);
-    EXPECT_EQ(m_store.ReadFileAsBinary(Find("f"), static_cast<unsigned char**>(nullptr)), 0u);
-    unsigned char* block = nullptr;
-    EXPECT_EQ(m_store.ReadFileAsBinary(Find("f"), &block), 4u);
-    EXPECT_EQ(std::memcmp(block, "abcd", 4), 0);
-    std::free(block);
-}
-
-// The decoded form of "abcd" is "aabbccdd"; what a processor of each kind is asked and gives.
-TEST_F(OSFileSystemTest, AProcessorDecodesEveryKindOfRead) {
-    m_store.AddResourceDirPath(m_folder.Path());
+TEST_F(OSFileSystemTest, BytesAreCopiedAndCountedAndAProcessorDecodesThem) {
     m_folder.Write("f.dbl", "abcd");
+    wstring const path = Find("F.Dbl");
+    unsigned char buffer[8] = {};
+    EXPECT_EQ(m_store.ReadFileAsBinary(path, buffer, 2), 2u);
+    EXPECT_EQ(m_store.ReadFileAsBinary(path, buffer, 8), 4u);
+    EXPECT_STREQ(reinterpret_cast<char*>(buffer), "abcd");
+    EXPECT_EQ(m_store.ReadFileAsBinary(path, static_cast<unsigned char*>(nullptr), 8), 0u);
+    EXPECT_EQ(m_store.ReadFileAsBinary(path, static_cast<unsigned char**>(nullptr)), 0u);
+    EXPECT_EQ(ReadAll(m_store, path), "abcd");
     for (bool const fromData : {false, true}) {
         auto* const processor = new DoublingProcessor(fromData);
         m_store.AddFileDataProcessor("DBL", {processor, qklib::PRM_DELETE});
-        wstring const path = Find("F.Dbl");
-        unsigned char buffer[16] = {};
         EXPECT_EQ(m_store.GetFileSize(path), 8u) << fromData;
         EXPECT_EQ(m_store.ReadFileAsBinary(path, static_cast<unsigned char*>(nullptr), 0), 8u);
         EXPECT_EQ(processor->m_decodes, 0) << "a question of size decodes nothing";
-        EXPECT_EQ(m_store.ReadFileAsBinary(path, buffer, 3), 8u) << "cut off, with the size that it needs";
-        EXPECT_STREQ(reinterpret_cast<char*>(buffer), "aab");
-        EXPECT_EQ(m_store.ReadFileAsBinary(path, buffer, 16), 8u);
-        EXPECT_STREQ(reinterpret_cast<char*>(buffer), "aabbccdd");
-        unsigned char* block = nullptr;
-        EXPECT_EQ(m_store.ReadFileAsBinary(path, &block), 8u);
-        EXPECT_EQ(std::memcmp(block, "aabbccdd", 8), 0);
-        std::free(block);
-        string narrow;
-        EXPECT_TRUE(m_store.ReadFileAsString(path, narrow));
-        EXPECT_EQ(narrow, "aabbccdd");
-        wstring wide;
-        EXPECT_TRUE(m_store.ReadFileAsString(path, wide));
-        EXPECT_EQ(wide, L"aabbccdd");
+        ExpectDoubled(m_store, path);
     }
     m_store.RemoveFileDataProcessor(L"Dbl");
-    EXPECT_EQ(m_store.GetFileSize("f.dbl"), 4u);
+    EXPECT_EQ(m_store.GetFileSize(path), 4u);
 }
 
 TEST_F(OSFileSystemTest, AProcessorThatLiesOrThrowsHarmsNothing) {
-    m_store.AddResourceDirPath(m_folder.Path());
     m_folder.Write("f", "abcd"); // no extension: only a processor for the empty one matches
     struct {
         char const* what;
@@ -284,9 +223,7 @@ TEST_F(OSFileSystemTest, AProcessorThatLiesOrThrowsHarmsNothing) {
             string text;
             EXPECT_EQ(m_store.ReadFileAsString(Find("f"), text), row.isText) << row.what;
             EXPECT_LE(text.size(), 4u) << row.what;
-            unsigned char* block = nullptr;
-            EXPECT_LE(m_store.ReadFileAsBinary(Find("f"), &block), 4u) << row.what;
-            std::free(block);
+            EXPECT_LE(ReadAll(m_store, Find("f")).size(), 4u) << row.what; // "none" is as long
             unsigned char buffer[4];
             m_store.ReadFileAsBinary(Find("f"), buffer, sizeof buffer);
         }
@@ -295,11 +232,9 @@ TEST_F(OSFileSystemTest, AProcessorThatLiesOrThrowsHarmsNothing) {
 
 TEST_F(OSFileSystemTest, ALaterProcessorTakesThePlaceOfTheEarlier) {
     qklib::CSharePtr<CFileDataProcessor> const first(new DoublingProcessor(false), qklib::PRM_DELETE);
-    qklib::CSharePtr<CFileDataProcessor> const second(new DoublingProcessor(false), qklib::PRM_DELETE);
     m_store.AddFileDataProcessor("a", first);
     m_store.AddFileDataProcessor(L"A", first);
     EXPECT_EQ(first.GetRef(), 2u);
-    m_store.AddFileDataProcessor("a", second);
+    m_store.AddFileDataProcessor("a", {new DoublingProcessor(false), qklib::PRM_DELETE});
     EXPECT_EQ(first.GetRef(), 1u);
-    EXPECT_EQ(second.GetRef(), 2u);
 }

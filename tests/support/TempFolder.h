@@ -27,9 +27,11 @@ public:
     /// The path of something in the folder; `name` is UTF-8 with "/".
     std::string Path(std::string const& name = "") const { return (name.empty() ? m_path : m_path / name).string(); }
 
-    std::wstring WidePath(std::string const& name = "") const {
+    std::wstring WidePath(std::string const& name = "") const { return Wide(Path(name)); }
+
+    static std::wstring Wide(std::string const& utf8) {
         std::wstring wide;
-        qklib::platform::Utf8ToUtf16(Path(name), wide);
+        qklib::platform::Utf8ToUtf16(utf8, wide);
         return wide;
     }
 

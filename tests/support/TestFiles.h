@@ -23,6 +23,15 @@ inline void WriteFile(CFileSystem& store, string const& path, string const& byte
     ASSERT_TRUE(store.WriteDataToNewFile(path, NewBlock(bytes), bytes.size())) << path;
 }
 
+/// All that a store gives for a path, or "none".
+inline string ReadAll(CFileSystem const& store, wstring const& path) {
+    unsigned char* block = nullptr;
+    unsigned long long const size = store.ReadFileAsBinary(path, &block);
+    string const bytes = block ? string(block, block + size) : "none";
+    std::free(block);
+    return bytes;
+}
+
 inline CSharePtr<CResourceLoader>& NoLoader() { return CSharePtr<CResourceLoader>::GetNullSharePtr(); }
 
 inline Json::Value Parse(string const& text) {

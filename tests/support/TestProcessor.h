@@ -2,7 +2,7 @@
 #pragma once
 
 #include "QK3DFileDataProcessor.h"
-#include <algorithm>
+#include "TestFiles.h"
 #include <functional>
 #include <stdexcept>
 
@@ -30,6 +30,22 @@ public:
 private:
     bool m_fromData;
 };
+
+/// Every kind of read gives "aabbccdd" for a file of "abcd" while a doubling processor stands before it.
+inline void ExpectDoubled(qk3d::CFileSystem const& store, qk3d::wstring const& path) {
+    unsigned char buffer[16] = {};
+    EXPECT_EQ(store.ReadFileAsBinary(path, buffer, 3), 8u) << "cut off, with the size that it needs";
+    EXPECT_STREQ(reinterpret_cast<char*>(buffer), "aab");
+    EXPECT_EQ(store.ReadFileAsBinary(path, buffer, 16), 8u);
+    EXPECT_STREQ(reinterpret_cast<char*>(buffer), "aabbccdd");
+    EXPECT_EQ(qk3d::ReadAll(store, path), "aabbccdd");
+    qk3d::string narrow;
+    EXPECT_TRUE(store.ReadFileAsString(path, narrow));
+    EXPECT_EQ(narrow, "aabbccdd");
+    qk3d::wstring wide;
+    EXPECT_TRUE(store.ReadFileAsString(path, wide));
+    EXPECT_EQ(wide, L"aabbccdd");
+}
 
 /// Passes bytes through, but for one fault.
 class BadProcessor : public qk3d::CFileDataProcessor {

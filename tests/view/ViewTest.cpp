@@ -100,8 +100,8 @@ TEST_F(View, APackageShowsWhatTheFoldersShow) {
     fs::remove_all(m_folder / "demo");
     fs::remove_all(m_folder / "out");
     for (char const* scene : {"demo/demo.json", "/DEMO/demo.json"}) {
-        result = Run("--package demo.qkpack --scene " + std::string(scene) +
-                     " --size 320x180 --frames 3 --out package.png");
+        result =
+            Run("--package demo.qkpack --scene " + std::string(scene) + " --size 320x180 --frames 3 --out package.png");
         ASSERT_EQ(result.code, 0) << scene << ": " << result.output;
         EXPECT_EQ(ReadAll(m_folder / "package.png"), ReadAll(m_folder / "folders.png")) << scene;
     }
