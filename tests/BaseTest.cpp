@@ -10,7 +10,6 @@
 #include <cmath>
 #include <gtest/gtest.h>
 #include <json/value.h>
-#include <limits>
 #include <locale>
 
 using qklib::CSharePtr;
@@ -20,7 +19,6 @@ namespace {
 struct Counted {
     static inline int alive = 0;
     CSharePtr<Counted>* watched = nullptr;
-    bool sawNull = false;
     CSharePtr<Counted> next;
 
     Counted() { ++alive; }
@@ -33,38 +31,23 @@ struct Counted {
 CSharePtr<Counted> MakeCounted() { return {new Counted, qklib::PRM_DELETE}; }
 
 TEST(SharePtr, CountsItsHoldersAndReleasesWithTheLast) {
-    {
-        CSharePtr<Counted> const null;
-        CSharePtr<Counted> const copy = null;
-        EXPECT_EQ(copy.GetRef(), 0u);
-
-        CSharePtr<Counted> first = MakeCounted();
-        CSharePtr<Counted> second = first;
-        EXPECT_EQ(first.GetRef(), 2u);
-        second = first;
-        EXPECT_EQ(first.GetRef(), 2u) << "assigning a holder of the same object";
-        EXPECT_EQ(second.Release(), 1u);
-        EXPECT_EQ(second.Release(), 0u) << "a second time";
-        EXPECT_TRUE(second.IsNull());
-        EXPECT_EQ(Counted::alive, 1);
-
-        CSharePtr<Counted> other;
-        other.Swap(first);
-        EXPECT_TRUE(first.IsNull());
-        EXPECT_EQ(other.GetRef(), 1u);
-    }
-    EXPECT_EQ(Counted::alive, 0);
-}
-
-TEST(SharePtr, SurvivesWhatItsObjectDoesOnTheWayOut) {
-    CSharePtr<Counted> list = MakeCounted();
-    list->next = MakeCounted();
-    list = list->next; // the right side lies inside the object that goes
+    CSharePtr<Counted> first = MakeCounted(), second = first, other;
+    EXPECT_EQ(first.GetRef(), 2u);
+    second = first;
+    EXPECT_EQ(first.GetRef(), 2u) << "assigning a holder of the same object";
+    EXPECT_EQ(second.Release(), 1u);
+    EXPECT_EQ(second.Release(), 0u) << "a second time";
+    other.Swap(first);
+    EXPECT_TRUE(first.IsNull());
+    EXPECT_EQ(CSharePtr<Counted>(first).GetRef(), 0u);
     EXPECT_EQ(Counted::alive, 1);
-    EXPECT_EQ(list.GetRef(), 1u);
 
-    list->watched = &list;
-    list.Release();
+    other->next = MakeCounted();
+    other = other->next; // the right side lies inside the object that goes
+    EXPECT_EQ(Counted::alive, 1);
+    EXPECT_EQ(other.GetRef(), 1u);
+    other->watched = &other;
+    other.Release();
     EXPECT_EQ(Counted::alive, 0);
 }
 
@@ -72,58 +55,39 @@ TEST(SharePtr, ReleasesInTheModeItWasGiven) {
     CSharePtr<Counted>(new Counted[3], qklib::PRM_DELETE_ARRAY).Release();
     EXPECT_EQ(Counted::alive, 0);
     CSharePtr<int>(static_cast<int*>(std::malloc(sizeof(int))), qklib::PRM_FREE).Release(); // a sanitizer would object
-
     Counted kept;
     CSharePtr<Counted>(&kept, static_cast<qklib::EPtrReleaseMode>(7)).Release();
     EXPECT_EQ(Counted::alive, 1) << "an unknown mode leaves the object alone";
 }
 
-TEST(SharePtr, OrdersByCountAndComparesByObject) {
-    CSharePtr<Counted> one = MakeCounted();
-    CSharePtr<Counted> two = MakeCounted();
-    CSharePtr<Counted> const twoAgain = two;
-    CSharePtr<Counted> const null;
-    EXPECT_TRUE(one < two);
-    EXPECT_FALSE(two < one);
-    EXPECT_FALSE(null < one);
-    EXPECT_FALSE(one < null);
-    EXPECT_TRUE(two == twoAgain && one != two && null == nullptr);
-    EXPECT_TRUE(one == one.GetPointer() && one != two.GetPointer());
-}
-
-TEST(SharePtr, ThrowsWhenNullIsUsed) {
+TEST(SharePtr, OrdersByCountAndThrowsWhenNullIsUsed) {
+    CSharePtr<Counted> const one = MakeCounted(), two = MakeCounted(), twoAgain = two, null;
+    EXPECT_TRUE(one < two && !(two < one) && !(null < one) && !(one < null));
+    EXPECT_TRUE(two == twoAgain && one != two && null == nullptr && one != two.GetPointer());
     auto const message = [](auto use) -> std::string {
         try {
             use();
         } catch (std::runtime_error const& error) { return error.what(); }
         return "nothing thrown";
     };
-    CSharePtr<Counted> null;
-    EXPECT_EQ(message([&] { (void)null->sawNull; }), "access through NULL pointer");
-    EXPECT_EQ(message([&] { (void)*std::as_const(null); }), "dereference of NULL pointer");
+    EXPECT_EQ(message([&] { (void)null->watched; }), "access through NULL pointer");
+    EXPECT_EQ(message([&] { (void)*null; }), "dereference of NULL pointer");
 }
 
-// Keeps what a script said.
+// Keeps what a script said, and trusts it that a "number" is one.
 struct Script : qklib::ISerial {
     Json::Value value;
     bool SetFromParameter(Json::Value const& v) override {
         value = v;
-        return v.isObject();
+        return v.isObject() && v.get("number", 1).asInt() != 0;
     }
     bool FormatToParameter(Json::Value&) const override { return true; }
 };
 
-struct RudeScript : qklib::ISerial {
-    bool SetFromParameter(Json::Value const& v) override { return v["number"].asInt() != 0; }
-    bool FormatToParameter(Json::Value&) const override { return true; }
-};
-
 std::string Nested(int depth, std::string const& open, std::string const& close) {
-    std::string text;
-    for (int i = 0; i < depth; ++i) text += open;
-    text += "1";
-    for (int i = 0; i < depth; ++i) text += close;
-    return text;
+    std::string text, end;
+    for (int i = 0; i < depth; ++i) text += open, end += close;
+    return text + "1" + end;
 }
 
 TEST(ScriptText, TakesWhatIsAScriptAndRefusesTheRest) {
@@ -132,8 +96,7 @@ TEST(ScriptText, TakesWhatIsAScriptAndRefusesTheRest) {
         std::string text;
         bool good;
     } const rows[] = {
-        {"an object", R"({"a": 1, "b": [true, null, "x"]})", true},
-        {"comments", "// first\n{/* \"a\": [ */\"a\": 1 // last\n}//", true},
+        {"comments", "// first\n{/* \"a\": [ */\"a\": [1, true, null] // last\n}//", true},
         {"what looks like a comment in a string", R"({"a": "//", "b": "/*", "c": "\"//"})", true},
         {"a list, which no reader takes", "[1]", false},
         {"nothing", "", false},
@@ -145,7 +108,6 @@ TEST(ScriptText, TakesWhatIsAScriptAndRefusesTheRest) {
         {"a comma too many in an object", R"({"a": 1,})", false},
         {"a comma too many in a list", R"({"a": [1, 2,]})", false},
         {"an open object", R"({"a": 1)", false},
-        {"an open string", R"({"a": "x)", false},
         {"a string that ends in a backslash", R"({"a": "x\)", false},
         {"an open comment", "{} /* x", false},
         {"half a comment", "{} /", false},
@@ -155,34 +117,21 @@ TEST(ScriptText, TakesWhatIsAScriptAndRefusesTheRest) {
         {"a number with leading zeros", R"({"a": 01})", false},
         {"a number that ends in a point", R"({"a": 1.})", false},
         {"a number that starts with a point", R"({"a": .5})", false},
-        {"a number without digits", R"({"a": -})", false},
         {"an exponent without digits", R"({"a": 1e+})", false},
         {"a number too large for a double", R"({"a": 1e400})", false},
-        {"not a number", R"({"a": NaN})", false},
         {"two numbers in one", R"({"a": 1.5.5})", false},
         {"a lead byte of GBK alone", "{\"a\": \"\x81\"}", false},
-        {"bytes that are no GBK", "{\"a\": \"\xff\xff\"}", false},
+        {"what its reader's library throws at", R"({"number": "text"})", false},
         {"ten levels", R"({"a": )" + Nested(9, "[", "]") + "}", true},
         {"a hundred thousand levels of lists", R"({"a": )" + Nested(100'000, "[", "]") + "}", false},
         {"a hundred thousand levels of objects", Nested(100'000, R"({"a": )", "}"), false},
         {"a hundred thousand levels that never end", std::string(100'000, '{'), false},
     };
-    for (auto const& row : rows) {
-        Script script;
-        EXPECT_EQ(script.SetFromScript(row.text), row.good) << row.what;
-    }
-}
+    for (auto const& row : rows) EXPECT_EQ(Script().SetFromScript(row.text), row.good) << row.what;
 
-TEST(ScriptText, ReachesTheReaderAsUtf8) {
-    Script script;
-    // The second byte of the first character is a backslash.
+    Script script; // The second byte of the first character is a backslash.
     ASSERT_TRUE(script.SetFromScript("{\"\x90\x5c\": \"\xd6\xd0\\n\"}"));
-    EXPECT_EQ(script.value["\xe6\x80\xbd"].asString(), "\xe4\xb8\xad\n");
-}
-
-TEST(ScriptText, StopsTheExceptionOfAReaderThatTakesAnyType) {
-    EXPECT_FALSE(RudeScript().SetFromScript(R"({"number": "text"})"));
-    EXPECT_TRUE(RudeScript().SetFromScript(R"({"number": 1})"));
+    EXPECT_EQ(script.value["\xe6\x80\xbd"].asString(), "\xe4\xb8\xad\n") << "UTF-8";
 }
 
 // The comma for the point and the point between thousands, as in half of Europe.
@@ -193,13 +142,11 @@ struct CommaNumbers : std::numpunct<char> {
 };
 
 TEST(ScriptText, HasTheSameNumbersInEveryLocaleOfTheHost) {
-    std::string const numbers[] = {"0.5",      "-0.0",      "1.25e3",       "1.5E+2", "0.1",
-                                   "12.5",     "1e3",       "3.4028235e38", "1e-400", "123456789012345678901234567890",
-                                   "4.9e-324", "0.0000001", "1000.125",     "1e-0"};
     for (bool const foreign : {false, true}) {
         std::locale const before = std::locale::global(foreign ? std::locale(std::locale::classic(), new CommaNumbers)
                                                                : std::locale::classic());
-        for (auto const& number : numbers) {
+        for (std::string const number : {"-0.0", "1.25e3", "0.1", "3.4028235e38", "1e-400", "4.9e-324", "1000.125",
+                                         "1E-0", "123456789012345678901234567890"}) {
             Script script;
             EXPECT_TRUE(script.SetFromScript(R"({"a": )" + number + "}")) << number << " foreign " << foreign;
             double const read = script.value["a"].isDouble() ? script.value["a"].asDouble() : -1;
@@ -216,7 +163,7 @@ TEST(JsonValues, ComeOverOnlyIfTheyFit) {
                                  root));
     struct {
         char const* key;
-        int asInt; // -1: refused, as in the others
+        int asInt; // 99: refused, as in the others
         unsigned int asUInt;
         float asFloat;
         int asBool;
@@ -229,25 +176,19 @@ TEST(JsonValues, ComeOverOnlyIfTheyFit) {
         int integer = 99;
         unsigned int natural = 99;
         float real = 99;
+        bool truth = false;
         EXPECT_EQ(qklib::ReadInt(root, row.key, integer), row.asInt != 99) << row.key;
         EXPECT_EQ(qklib::ReadUInt(root, row.key, natural), row.asUInt != 99) << row.key;
         EXPECT_EQ(qklib::ReadFloat(root, row.key, real), row.asFloat != 99) << row.key;
+        EXPECT_EQ(qklib::ReadBool(root, row.key, truth), row.asBool != 99) << row.key;
         EXPECT_EQ(integer, row.asInt) << row.key;
         EXPECT_EQ(natural, row.asUInt) << row.key;
         EXPECT_EQ(real, row.asFloat) << row.key;
-        for (bool const start : {false, true}) {
-            bool truth = start;
-            EXPECT_EQ(qklib::ReadBool(root, row.key, truth), row.asBool != 99) << row.key;
-            EXPECT_EQ(truth, row.asBool == 99 ? start : row.asBool == 1) << row.key;
-        }
+        EXPECT_EQ(truth, row.asBool == 1) << row.key;
     }
-
     std::string text = "kept";
     EXPECT_FALSE(qklib::ReadString(root, "int", text));
     EXPECT_EQ(text, "kept");
-    EXPECT_TRUE(qklib::ReadString(root, "text", text));
-    EXPECT_EQ(text, "7");
-
     EXPECT_TRUE(qklib::JsonMember(root["list"], "text").isNull()) << "a list has no members";
     EXPECT_TRUE(qklib::JsonElement(root["list"], 2).isNull());
     EXPECT_TRUE(qklib::JsonElement(root, 0).isNull());
@@ -272,7 +213,6 @@ TEST(Log, SendsLevelPositionAndTextToTheSink) {
     qklib::CLogCategory* const none = records.empty() ? category : nullptr; // in a way the compiler does not see
     QK_LOG_TO(none, LOG_ERROR, "%d", argument());
     EXPECT_FALSE(formed) << "arguments are formed only if someone logs";
-    EXPECT_TRUE(log.TakeLines().empty());
 }
 
 TEST(Log, NamesTheFunctionWithoutItsFrills) {
@@ -287,7 +227,6 @@ TEST(Log, NamesTheFunctionWithoutItsFrills) {
         {"bool qk3d::(anonymous namespace)::Helper(int)", "qk3d::(anonymous namespace)::Helper"},
         {"void qk3d::CFun::operator()(int)", "qk3d::CFun::operator()"},
         {"bool qk3d::CKey::operator<(const qk3d::CKey&) const", "qk3d::CKey::operator<"},
-        {"int main()", "main"},
     };
     for (auto const& row : rows) EXPECT_EQ(qklib::QualifiedFunctionName(row.pretty), row.name);
 }
@@ -296,52 +235,40 @@ TEST(Tables, HoldOneTurnInExactQuarters) {
     long double const turn = 2 * std::acos(-1.0L);
     for (int i = 0; i <= 1024; ++i) {
         ASSERT_NEAR(qklib::_sinMap[i], static_cast<double>(std::sin(turn * i / 1024)), 2e-16) << i;
-        ASSERT_NEAR(qklib::_cosMap[i], static_cast<double>(std::cos(turn * i / 1024)), 2e-16) << i;
         ASSERT_EQ(qklib::_cosMap[i], qklib::_sinMap[(i + 256) % 1024]) << i;
         ASSERT_EQ(qklib::_sinMap[i], -qklib::_sinMap[1024 - i]) << i;
     }
-    EXPECT_EQ(qklib::_sinMap[256], 1.0);
-    EXPECT_EQ(qklib::_sinMap[512], 0.0);
     EXPECT_DOUBLE_EQ(qklib::_Radian2Size * static_cast<double>(turn), 1024.0);
 }
 
 TEST(Text, IsTrimmedAndFoldedWithoutHarmToGbk) {
     EXPECT_EQ(qklib::TrimBlanks(std::string_view(" \t\r\n a b \n")), "a b");
-    EXPECT_EQ(qklib::TrimBlanks(std::string_view(" \t")), "");
-    EXPECT_EQ(qklib::TrimBlanks(std::wstring_view(L"\tx ")), L"x");
+    EXPECT_EQ(qklib::TrimBlanks(std::wstring_view(L" \t")), L"");
     EXPECT_EQ(qklib::ToUpperAscii("SrcAlpha\xe4"), "SRCALPHA\xe4");
     EXPECT_EQ(qklib::ToLowerNarrow("A\x81"
                                    "A\x81"
                                    "BC"),
               "a\x81"
               "A\x81"
-              "Bc");
+              "Bc")
+        << "second bytes stay";
 }
 
-TEST(GenName, CountsWithinItsSecondAndEachFormAlone) {
+TEST(GenName, TellsTheTimeAndCountsEachFormAlone) {
     using qk3d::CGenName;
+    auto const number = [](auto const& name, std::size_t at, std::size_t digits) {
+        return std::stoi(std::string(name.begin() + at, name.begin() + at + digits), nullptr, 16);
+    };
     std::string const first = CGenName::GenNameByTime_ansi("res", "");
     std::string const second = CGenName::GenNameByTime_ansi("res", "_x");
     ASSERT_EQ(first.size(), 16u);
-    EXPECT_EQ(first.substr(0, 3), "res");
-    EXPECT_EQ(first.find_first_not_of("0123456789ABCDEF", 3), std::string::npos);
-    EXPECT_EQ(second.substr(16), "_x");
-    auto const count = [](auto const& name) {
-        return std::stoi(std::string(name.begin() + 12, name.begin() + 16), nullptr, 16);
-    };
-    EXPECT_EQ(count(second), count(first) + 1);
-    std::wstring const wide = CGenName::GenNameByTime_ucs2(L"res", L"");
-    EXPECT_EQ(count(wide), 0);
-
-    // The digits before the counter are the time: year, month, second of the month.
+    EXPECT_TRUE(first.starts_with("res") && second.ends_with("_x"));
+    EXPECT_EQ(number(second, 12, 4), number(first, 12, 4) + 1);
+    EXPECT_EQ(number(CGenName::GenNameByTime_ucs2(L"res", L""), 12, 4), 0);
     std::time_t const now = std::time(nullptr);
     std::tm const* const utc = std::gmtime(&now);
-    EXPECT_EQ(std::stoi(first.substr(3, 2), nullptr, 16), utc->tm_year);
-    EXPECT_EQ(std::stoi(first.substr(5, 1), nullptr, 16), utc->tm_mon);
-    EXPECT_NEAR(std::stoi(first.substr(6, 6), nullptr, 16),
-                ((utc->tm_hour + 24 * utc->tm_mday) * 60 + utc->tm_min) * 60 + utc->tm_sec, 5);
-
-    unsigned int const handle = qk3d::CGenHandle::GenHandel();
-    EXPECT_EQ(qk3d::CGenHandle::GenHandel(), handle + 1);
+    EXPECT_EQ(number(first, 3, 2), utc->tm_year);
+    EXPECT_EQ(number(first, 5, 1), utc->tm_mon);
+    EXPECT_NEAR(number(first, 6, 6), ((utc->tm_hour + 24 * utc->tm_mday) * 60 + utc->tm_min) * 60 + utc->tm_sec, 5);
 }
 } // namespace
