@@ -1,7 +1,6 @@
 // FaultTest.cpp: memory that runs out, operations that a device refuses, and a device that is lost, each at every place
 // where it can happen: no crash, no leak, and a scene that is as good as ever once the fault is over.
 #include "AllocationCount.h"
-#include "QK3DMain.h"
 #include "TestLog.h"
 #include "TestScene.h"
 #include <gtest/gtest.h>
@@ -25,36 +24,24 @@ bool Attempt(Action action) {
     } catch (std::bad_alloc const&) { return false; }
 }
 
-// What a scene draws that never met a fault.
-std::string Sound() {
-    TestScene scene;
-    bool isGood = scene.Build();
-    for (int frame = 1; frame < kSteadyFrame; ++frame) isGood = isGood && scene.Frame(frame);
-    return isGood ? scene.Draw(kSteadyFrame) : "";
-}
-
 // Builds and draws a scene with one allocation failing, asking again for what was refused. False once the scene is
 // through before that allocation comes.
 bool RunWithoutMemory(unsigned long long number, std::string const& sound) {
-    char const* what = nullptr;
-    bool isMended = true;
-    {
-        TestScene scene;
-        AllocationFault const fault(number);
-        auto const twice = [&](char const* step, auto action) {
-            if (Attempt(action)) return;
-            what = step;
-            isMended = isMended && fault.HasStruck() && Attempt(action);
-        };
-        for (auto const& step : TestScene::GetSteps()) twice(step.what, [&] { return step.run(scene); });
-        for (int frame = 1; frame < kSteadyFrame; ++frame) twice("a frame", [&] { return scene.Frame(frame); });
-        if (!fault.HasStruck()) return false;
-        if (isMended) {
-            EXPECT_EQ(FirstDifference(scene.Draw(kSteadyFrame), sound), "")
-                << "allocation " << number << ", " << (what ? what : "swallowed");
-        }
-    }
-    EXPECT_TRUE(isMended) << what << " stays refused after allocation " << number;
+    TestScene scene;
+    auto const& steps = TestScene::GetSteps();
+    AllocationFault const fault(number);
+    char const* what = "swallowed";
+    auto const twice = [&](char const* step, auto action) {
+        if (Attempt(action)) return;
+        what = step;
+        EXPECT_TRUE(fault.HasStruck() && Attempt(action)) << step << " stays refused after allocation " << number;
+    };
+    for (auto const& step : steps) twice(step.what, [&] { return step.run(scene); });
+    for (int frame = 1; frame < kSteadyFrame; ++frame) twice("a frame", [&] { return scene.Frame(frame); });
+    if (!fault.HasStruck()) return false;
+    if (testing::Test::HasFailure()) return true;
+    std::string const drawn = scene.Draw(kSteadyFrame);
+    EXPECT_EQ(sound.empty() ? "" : FirstDifference(drawn, sound), "") << "allocation " << number << ", " << what;
     return true;
 }
 } // namespace
@@ -62,51 +49,52 @@ bool RunWithoutMemory(unsigned long long number, std::string const& sound) {
 // First, while nothing has been started and no table is filled.
 TEST(Fault, TheEngineStartsWhenMemoryCameTooLate) {
     CTestLog log;
-    for (unsigned long long number = 0;; ++number) {
+    auto const start = [] { return &CQK3DMain::GetQK3DMain() != nullptr; };
+    for (unsigned long long number = 0, isStarted = 0; !isStarted; ++number) {
         AllocationFault const fault(number);
-        auto const start = [] {
-            CQK3DMain::GetQK3DMain();
-            return true;
-        };
-        if (Attempt(start)) break;
+        isStarted = Attempt(start);
     }
-    for (unsigned long long number = 0;; number += 7) {
-        AllocationFault const fault(number);
-        if (Attempt([] { return Sound() != ""; }) && !fault.HasStruck()) break;
-    }
-}
-
-TEST(Fault, NoAllocationThatFailsBreaksAScene) {
-    CTestLog log;
-    std::string const sound = Sound();
-    ASSERT_NE(sound.find("\nRender "), std::string::npos) << sound;
-    EXPECT_EQ(sound, Sound());
-    unsigned long long number = 0;
-    for (bool isThrough = false; !isThrough; number += kStride) {
-        log.TakeRecords();
-        long long const live = AllocationCount::GetLive();
-        isThrough = !RunWithoutMemory(number, sound);
-        log.TakeRecords();
-        EXPECT_EQ(AllocationCount::GetLive() - live, 0) << "blocks left behind after allocation " << number;
-    }
-    RecordProperty("allocations", static_cast<int>(number));
+    for (unsigned long long number = 0; RunWithoutMemory(number, ""); number += 7) {}
 }
 
 namespace {
-// What the steady frame draws after a fault that is over: everything that was refused is asked for again, and the frames
-// up to it are drawn.
-void ExpectSoundAfterwards(TestScene& scene, std::vector<bool>& done, std::string const& sound, int frame) {
-    auto const& steps = TestScene::GetSteps();
-    for (std::size_t i = 0; i < steps.size(); ++i)
-        EXPECT_TRUE(done[i] || steps[i].run(scene)) << steps[i].what << " stays refused";
-    for (; frame < kSteadyFrame; ++frame) EXPECT_TRUE(scene.Frame(frame));
-    EXPECT_EQ(FirstDifference(scene.Draw(kSteadyFrame), sound), "");
-}
+class FaultTest : public testing::Test {
+protected:
+    FaultTest() {
+        TestScene scene; // never met a fault
+        EXPECT_TRUE(scene.Build());
+        for (int frame = 1; frame < kSteadyFrame; ++frame) EXPECT_TRUE(scene.Frame(frame));
+        m_sound = scene.Draw(kSteadyFrame);
+        EXPECT_NE(m_sound.find("\nRender "), std::string::npos) << m_sound;
+    }
+
+    // The steady frame of a scene after a fault that is over: all that was refused is asked for again, and the frames up
+    // to it are drawn.
+    void ExpectSoundAfterwards(TestScene& scene, std::vector<bool> const& done, int frame) {
+        auto const& steps = TestScene::GetSteps();
+        for (std::size_t i = 0; i < steps.size(); ++i)
+            EXPECT_TRUE(done[i] || steps[i].run(scene)) << steps[i].what << " stays refused";
+        for (; frame < kSteadyFrame; ++frame) EXPECT_TRUE(scene.Frame(frame));
+        EXPECT_EQ(FirstDifference(scene.Draw(kSteadyFrame), m_sound), "");
+    }
+
+    CTestLog m_log;
+    std::string m_sound;
+};
 } // namespace
 
-TEST(Fault, NoOperationThatADeviceRefusesBreaksAScene) {
-    CTestLog log;
-    std::string const sound = Sound();
+TEST_F(FaultTest, NoAllocationThatFailsBreaksAScene) {
+    bool isStruck = true;
+    for (unsigned long long number = 0; isStruck && !HasFailure(); number += kStride) {
+        m_log.TakeRecords();
+        long long const live = AllocationCount::GetLive();
+        isStruck = RunWithoutMemory(number, m_sound);
+        m_log.TakeRecords();
+        EXPECT_EQ(AllocationCount::GetLive() - live, 0) << "blocks left behind after allocation " << number;
+    }
+}
+
+TEST_F(FaultTest, NoOperationThatADeviceRefusesBreaksAScene) {
     char const* const operations[] = {
 #define OPERATION(name) #name,
 #include "TraceOperationTable.inl"
@@ -126,14 +114,12 @@ TEST(Fault, NoOperationThatADeviceRefusesBreaksAScene) {
                 scene.Frame(frame);
             }
             scene.GetDevice().GetJournal().RefuseNothing();
-            ExpectSoundAfterwards(scene, done, sound, frame);
+            ExpectSoundAfterwards(scene, done, frame);
         }
     }
 }
 
-TEST(Fault, ADeviceThatIsLostAtAnyCallOfAFrameComesBack) {
-    CTestLog log;
-    std::string const sound = Sound();
+TEST_F(FaultTest, ADeviceThatIsLostAtAnyCallOfAFrameComesBack) {
     for (int const lossy : {1, 4}) { // while everything is made, and when all of it is there
         bool isThrough = false;
         for (int loss = 1; !isThrough; ++loss) {
@@ -148,8 +134,7 @@ TEST(Fault, ADeviceThatIsLostAtAnyCallOfAFrameComesBack) {
             scene.Frame(lossy);
             isThrough = calls < loss;
             scene.GetDevice().GetJournal().SetListener(nullptr);
-            std::vector<bool> done(TestScene::GetSteps().size(), true);
-            ExpectSoundAfterwards(scene, done, sound, lossy + 1);
+            ExpectSoundAfterwards(scene, std::vector<bool>(TestScene::GetSteps().size(), true), lossy + 1);
         }
     }
 }

@@ -1,10 +1,9 @@
 // PackTest.cpp: the program qk3d-pack, alone and against other programs that know archives.
 #include "QK3DPackageFileSystem.h"
-#include "TempFolder.h"
+#include "TestFiles.h"
+#include "TestShell.h"
 #include "TestZip.h"
 
-#include <cstdlib>
-#include <gtest/gtest.h>
 #include <random>
 
 namespace fs = std::filesystem;
@@ -23,23 +22,18 @@ protected:
         m_folder.Write("in/empty", "");
     }
 
-    // Runs a command line of the shell in the test's folder; its exit status. What it says is kept for SaidThat.
+    // The exit status of a command line; what it says is kept for SaidThat.
     int Run(std::string const& command) {
-        std::string const line = "cd '" + m_folder.Path() + "' && { " + command + "; } > said 2>&1";
-        int const status = std::system(line.c_str());
-        return status >= 0 ? status >> 8 : status;
+        auto result = Shell(m_folder, command);
+        m_said = std::move(result.output);
+        return result.code;
     }
     int Pack(std::string const& arguments) { return Run("'" QK3D_PACK "' " + arguments); }
-
-    bool Said(std::string const& words) const {
-        return TempFolder::Read(m_folder.Path("said")).find(words) != std::string::npos;
-    }
-
+    bool Said(std::string const& words) const { return m_said.find(words) != std::string::npos; }
     std::string File(std::string const& name) const { return TempFolder::Read(m_folder.Path(name)); }
 
-    bool HasProgram(std::string const& name) { return Run("command -v " + name) == 0; }
-
     TempFolder m_folder;
+    std::string m_said;
 };
 } // namespace
 
@@ -48,22 +42,16 @@ TEST_F(PackTest, WhatIsPackedComesOutAgainFromTheToolAndTheStore) {
         ASSERT_EQ(Pack("create " + option + "p.pak in"), 0);
         EXPECT_EQ(Pack("verify p.pak"), 0);
         EXPECT_TRUE(Said("5 files are good"));
-        EXPECT_FALSE(Said("QK3D")) << "the engine's own affairs: " << File("said");
+        EXPECT_FALSE(Said("QK3D")) << "the engine's own affairs: " << m_said;
         EXPECT_EQ(Pack("extract p.pak 'out " + option + "'"), 0);
         EXPECT_EQ(Run("diff -r in 'out " + option + "'"), 0);
         EXPECT_EQ(Pack("list p.pak"), 0);
         EXPECT_TRUE(Said(option.empty() ? "stored     Textures/zeros" : "deflated   Textures/zeros"));
         EXPECT_EQ(fs::file_size(m_folder.Path("p.pak")) < 80'000, !option.empty());
-
         qk3d::CPackageFileSystem store;
         ASSERT_TRUE(store.OpenPackage(m_folder.WidePath("p.pak")));
-        unsigned char* block = nullptr;
-        auto const size = store.ReadFileAsBinary(L"textures\\stone.BIN", &block);
-        EXPECT_TRUE(std::string(block, block + size) == File("in/Textures/Stone.bin"));
-        std::free(block);
-        std::string text;
-        EXPECT_TRUE(store.ReadFileAsString(L"\x56FE\x7247/\u00C9.txt", text));
-        EXPECT_EQ(text, "\xA8\xA6");
+        EXPECT_TRUE(ReadAll(store, L"textures\\stone.BIN") == File("in/Textures/Stone.bin"));
+        EXPECT_EQ(ReadAll(store, L"\x56FE\x7247/\u00C9.txt"), "é");
     }
 }
 
@@ -72,12 +60,11 @@ TEST_F(PackTest, TheSameFilesGiveTheSameBytes) {
     fs::copy(m_folder.Path("in"), m_folder.Path("later"), fs::copy_options::recursive);
     fs::last_write_time(m_folder.Path("later/empty"), fs::file_time_type::clock::now() + std::chrono::hours(30));
     fs::permissions(m_folder.Path("later/empty"), fs::perms::owner_all);
-    ASSERT_EQ(Pack("create b.pak later"), 0);
-    EXPECT_TRUE(File("a.pak") == File("b.pak"));
+    for (int i = 0; i < 2; ++i) { // at last over itself, without packing itself
+        ASSERT_EQ(Pack("create later/b.pak later"), 0);
+        EXPECT_TRUE(File("a.pak") == File("later/b.pak"));
+    }
     EXPECT_EQ(File("a.pak").substr(10, 4), std::string("\0\0\x21\0", 4)) << "the date is the first that there is";
-    ASSERT_EQ(Pack("create later/c.pak later"), 0);
-    ASSERT_EQ(Pack("create later/c.pak later"), 0) << "over itself, without packing itself";
-    EXPECT_TRUE(File("a.pak") == File("later/c.pak"));
 }
 
 TEST_F(PackTest, FailuresAreToldAndLeaveWhatWasThere) {
@@ -103,26 +90,23 @@ TEST_F(PackTest, FailuresAreToldAndLeaveWhatWasThere) {
         {"create p.pak nowhere", 1, "no such folder: nowhere"},
         {"create nowhere/p.pak in", 1, "cannot write nowhere/p.pak"},
         {"create case in", 1, "cannot write case"},
-        {"verify text", 1, "it is no archive, or not whole"},
         {"list nowhere", 1, "cannot open nowhere"},
-        {"extract climbs.pak out", 1, "leads out of it"},
+        {"verify text", 1, "it is no archive, or not whole"},
         {"verify spoilt.pak", 1, "cannot read Readme.txt"},
+        {"extract climbs.pak out", 1, "leads out of it"},
         {"extract spoilt.pak out", 1, "cannot read Readme.txt"},
         {"extract p.pak text", 1, "cannot write text/"},
         {"", 2, "usage: qk3d-pack create"},
-        {"pack p.pak in", 2, "usage: qk3d-pack create"},
         {"create p.pak", 2, "usage: qk3d-pack create"},
-        {"list p.pak in", 2, "usage: qk3d-pack create"},
         {"list --deflate p.pak", 2, "--deflate goes with create"},
         {"create --fast p.pak in", 2, "unknown option --fast"},
         {"--help", 0, "usage: qk3d-pack create"},
     };
     for (auto const& row : rows) {
         EXPECT_EQ(Pack(row.arguments), row.status) << row.arguments;
-        EXPECT_TRUE(Said(row.words)) << row.arguments << " said: " << File("said");
+        EXPECT_TRUE(Said(row.words)) << row.arguments << " said: " << m_said;
         EXPECT_TRUE(File("p.pak") == good) << row.arguments;
-        EXPECT_FALSE(fs::exists(m_folder.Path("p.pak.part")) || fs::exists(m_folder.Path("case.part")))
-            << row.arguments;
+        EXPECT_FALSE(fs::exists(m_folder.Path("p.pak.part"))) << row.arguments;
     }
     EXPECT_FALSE(fs::exists(m_folder.Path("escaped")));
     EXPECT_FALSE(fs::exists(m_folder.Path("out/Readme.txt"))) << "what cannot be read is not made";
@@ -130,25 +114,18 @@ TEST_F(PackTest, FailuresAreToldAndLeaveWhatWasThere) {
 }
 
 TEST_F(PackTest, OtherProgramsReadOurPackagesAndWeReadTheirs) {
+    QK3D_NEEDS(Run("command -v zip && command -v unzip") == 0, "zip or unzip");
     ASSERT_EQ(Pack("create --deflate ours.pak in"), 0);
-    int known = 0;
-    if (HasProgram("unzip")) {
-        ++known;
-        EXPECT_EQ(Run("unzip -q ours.pak -d unzipped && diff -r in unzipped"), 0) << File("said");
-        auto const permissions = fs::status(m_folder.Path("unzipped/Readme.txt")).permissions();
-        EXPECT_NE(permissions & fs::perms::owner_read, fs::perms::none);
-    }
-    if (HasProgram("zip")) {
-        ++known;
-        ASSERT_EQ(Run("cd in && zip -q -r ../theirs.zip Readme.txt Textures empty"), 0) << File("said");
-        EXPECT_EQ(Pack("extract theirs.zip zipped"), 0);
-        fs::remove_all(m_folder.Path("in/图片"));
-        EXPECT_EQ(Run("diff -r in zipped"), 0) << File("said");
-    }
-    if (HasProgram("python3")) {
-        ++known;
+    EXPECT_EQ(
+        Run("unzip -q ours.pak -d unzipped && diff -r in unzipped && [ $(stat -c %A unzipped/empty | cut -c2) = r ]"),
+        0)
+        << m_said;
+    if (Run("command -v python3") == 0) {
         EXPECT_EQ(Run("python3 -c \"import zipfile; assert zipfile.ZipFile('ours.pak').testzip() is None\""), 0);
-        EXPECT_EQ(Run("python3 -m zipfile -c py.zip in/ && '" QK3D_PACK "' verify py.zip"), 0) << File("said");
+        EXPECT_EQ(Run("python3 -m zipfile -c py.zip in/ && '" QK3D_PACK "' verify py.zip"), 0) << m_said;
     }
-    if (known == 0) GTEST_SKIP() << "no such program here";
+    fs::remove_all(m_folder.Path("in/图片"));
+    ASSERT_EQ(Run("cd in && zip -q -r ../theirs.zip ."), 0) << m_said;
+    EXPECT_EQ(Pack("extract theirs.zip zipped"), 0);
+    EXPECT_EQ(Run("diff -r in zipped"), 0) << m_said;
 }

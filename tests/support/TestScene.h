@@ -1,9 +1,11 @@
 // TestScene.h: a small scene with one of everything, built step by step, so that a test can let any step fail.
 #pragma once
 
+#include "QK3DEmitter.h"
 #include "QK3DMaterial.h"
 #include "QK3DMesh.h"
 #include "QK3DOverlayManager.h"
+#include "TestStore.h"
 #include "TraceRenderSystem.h"
 #include <functional>
 #include <memory>
@@ -11,13 +13,22 @@
 
 namespace qk3d {
 class CCamera;
-class CEmitter;
 class CEntity;
 class COverlayItem;
 class CRenderWindow;
 class CSceneManager;
 class CSceneNode;
 class CViewport;
+
+/// An emitter of particles that live for two frames; at most five at once.
+class CTestEmitter : public CEmitter {
+public:
+    explicit CTestEmitter(string const& name);
+    ~CTestEmitter() override { DestroyAllEmitableObject(); }
+    string GetTypeName() override { return "CTestEmitter"; }
+
+    std::function<void()> onEmit;
+};
 
 /// An entity with a lit, textured material that mirrors a render texture, an emitter of particles, an overlay item with a
 /// sub-item, and a timed event. One at a time.
@@ -29,6 +40,8 @@ public:
         bool (*run)(TestScene& scene);
     };
     static std::vector<Step> const& GetSteps();
+
+    static constexpr long long kTick = 1'000'000; // ten frames a second
 
     TestScene();
     TestScene(TestScene const&) = delete;
@@ -53,13 +66,15 @@ public:
     CRenderWindow& GetWindow() { return *m_window; }
     COverlayManager& GetOverlay() { return *m_overlay; }
     COverlayItem& GetItem() { return *m_item; }
+    _ResourceSharePtr<CMesh>& GetMesh() { return m_mesh; }
 
     /// Runs when the timed event is called, and when the emitter asks for a particle.
     std::function<void()> onCall;
 
 private:
-    struct Steps;
+    bool MakeMesh();
 
+    CTestStore m_store;
     CSceneManager* m_scene = nullptr;
     std::unique_ptr<CTraceRenderSystem> m_device;
     std::unique_ptr<COverlayManager> m_overlay;
@@ -68,7 +83,7 @@ private:
     CViewport* m_viewport = nullptr;
     CEntity* m_entity = nullptr;
     CSceneNode* m_node = nullptr;
-    std::unique_ptr<CEmitter> m_emitter;
+    std::unique_ptr<CTestEmitter> m_emitter;
     COverlayItem* m_item = nullptr;
     _ResourceSharePtr<CMaterial> m_material;
     _ResourceSharePtr<CMesh> m_mesh;

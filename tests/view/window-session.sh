@@ -1,6 +1,7 @@
 #!/bin/bash
-# A session with the viewer in a window under Xvfb: window-session.sh QK3D-VIEW, in an empty folder. Ends with a line for each
-# thing that did not work, and exit code 0 if there is none.
+# A session with the viewer in a window under Xvfb: window-session.sh QK3D-VIEW, in a folder that has box.obj and
+# picture.png, which was drawn of it without a window. Ends with a line for each thing that did not work, and exit code 0 if there is
+# none.
 set -u
 viewer=$1
 failures=0
@@ -74,6 +75,9 @@ server=$!
 wait_for test -s display || { echo "FAILED: no display"; exit 1; }
 DISPLAY=:$(cat display)
 export DISPLAY
+
+timeout 60 "$viewer" --window --model box.obj --size 320x240 --frames 3 --out window.png || fail "no picture of a window"
+same window picture || fail "a window shows what its picture does not"
 
 open_window --scene scene.json
 shoot start

@@ -1,0 +1,27 @@
+// TestShell.h: programs, run as a user runs them.
+#pragma once
+
+#include "TempFolder.h"
+#include <cstdlib>
+#include <gtest/gtest.h>
+
+/// For what a test cannot do without: where that is not installed the test is skipped, but not where CI is "true" and all
+/// packages of packages.txt are there.
+#define QK3D_NEEDS(isThere, what)                                                                                      \
+    if (!(isThere)) {                                                                                                  \
+        if (char const* const ci = std::getenv("CI"); ci && ci == std::string("true"))                                 \
+            FAIL() << what << " is missing";                                                                           \
+        GTEST_SKIP() << what << " is missing";                                                                         \
+    }
+
+struct ShellResult {
+    int code;           // the exit status
+    std::string output; // both streams
+};
+
+/// Runs a command line of the shell in a folder.
+inline ShellResult Shell(TempFolder const& folder, std::string const& command) {
+    std::string const output = folder.Path(".output");
+    int const status = std::system(("cd '" + folder.Path() + "' && { " + command + "; } >" + output + " 2>&1").c_str());
+    return {status >= 0 ? status >> 8 : status, TempFolder::Read(output)};
+}
