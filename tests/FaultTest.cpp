@@ -50,7 +50,8 @@ bool RunWithoutMemory(unsigned long long number, std::string const& sound) {
 TEST(Fault, TheEngineStartsWhenMemoryCameTooLate) {
     CTestLog log;
     auto const start = [] { return &CQK3DMain::GetQK3DMain() != nullptr; };
-    for (unsigned long long number = 0, isStarted = 0; !isStarted; ++number) {
+    bool isStarted = false;
+    for (unsigned long long number = 0; !isStarted; ++number) {
         AllocationFault const fault(number);
         isStarted = Attempt(start);
     }
