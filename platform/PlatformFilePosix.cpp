@@ -81,6 +81,13 @@ std::string FindOnDisk(std::string const& path) {
     return FindDiskName(path);
 }
 
+std::string NarrowFolderOf(std::string const& disk) {
+    std::string const folder = disk.substr(0, disk.rfind('/'));
+    std::wstring wide;
+    std::string narrow;
+    return Utf8ToUtf16(folder, wide) && Utf16ToCodePage(wide, narrow) ? narrow : folder;
+}
+
 bool FileExists(std::wstring const& path) { return ExistsAsFile(FindOnDisk(path)); }
 bool FileExists(std::string const& path) { return ExistsAsFile(FindOnDisk(path)); }
 
@@ -124,11 +131,6 @@ std::string GetExecutableFolder() {
         }
         bytes.resize(bytes.size() * 2); // cut off, or just full: only a longer buffer can tell
     }
-    std::string const path(bytes.begin(), bytes.end());
-    std::string const folder = path.substr(0, path.rfind('/'));
-
-    std::wstring wide;
-    std::string narrow;
-    return Utf8ToUtf16(folder, wide) && Utf16ToCodePage(wide, narrow) ? narrow : folder;
+    return NarrowFolderOf({bytes.begin(), bytes.end()});
 }
 } // namespace qklib::platform

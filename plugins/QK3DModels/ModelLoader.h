@@ -19,8 +19,9 @@ class CSubMesh;
 /// Materials that the default resource system does not have under their names are made here. The loader holds them, so
 /// they live as long as it does, and that is at least as long as any mesh that has it.
 ///
-/// A file that is missing, broken or holds numbers that cannot be right leaves the mesh without sub-meshes and a warning in
-/// the log. The mesh then counts as loaded, since an empty mesh is a good one, and is not read again at each frame.
+/// The importer is the program qk3d-import, which has to lie beside the plug-in or beside the host's program. It runs in a
+/// process of its own for each model. A file that is missing, broken or holds numbers that cannot be right leaves the mesh
+/// without sub-meshes and a warning in the log, whatever it does to the importer. The mesh then counts as loaded, since an empty mesh is a good one, and is not read again at each frame.
 class CModelLoader : public CResourceLoader {
 public:
     bool IsSupportResourceType(string const& typeName) override;

@@ -15,9 +15,6 @@
 #include "QK3DTexture.h"
 #include "QK3DTextureState.h"
 #include <algorithm>
-#include <assimp/GltfMaterial.h>
-#include <assimp/material.h>
-#include <assimp/scene.h>
 #include <cstdint>
 
 namespace qk3d::models {
@@ -29,49 +26,7 @@ constexpr std::uintptr_t kArgDiffuse = 0, kArgCurrent = 1, kArgTexture = 2, kArg
 
 CResourceSystem& Resources() { return CQK3DMain::GetResourceSystem(); }
 
-// What the material of the file says, in the engine's terms.
-struct Surface {
-    color colour = color(0xFFFFFFFFu);
-    bool isBlended = false;
-    bool isCutOut = false;
-    float cutOff = 0.5f;
-    bool isTwoSided = false;
-    std::string texture; // path as the file has it, or "*0" for one inside the file; empty without one
-};
-
-Surface ReadSurface(aiMaterial const& material) {
-    Surface surface;
-    aiColor4D diffuse(1, 1, 1, 1);
-    material.Get(AI_MATKEY_COLOR_DIFFUSE, diffuse);
-    material.Get(AI_MATKEY_BASE_COLOR, diffuse);
-    float opacity = 1;
-    material.Get(AI_MATKEY_OPACITY, opacity);
-    if (diffuse.a > opacity) diffuse.a = opacity;
-
-    aiString path;
-    if (material.GetTexture(aiTextureType_BASE_COLOR, 0, &path) == aiReturn_SUCCESS ||
-        material.GetTexture(aiTextureType_DIFFUSE, 0, &path) == aiReturn_SUCCESS)
-        surface.texture = path.C_Str();
-
-    // Many exporters leave the colour under a texture black, which would hide it.
-    if (!surface.texture.empty() && diffuse.r + diffuse.g + diffuse.b <= 0) diffuse = aiColor4D(1, 1, 1, diffuse.a);
-    auto const channel = [](float value) {
-        return static_cast<unsigned char>(value >= 0 && value < 1 ? value * 255 + 0.5f : value >= 1 ? 255 : 0);
-    };
-    surface.colour = color(channel(diffuse.a), channel(diffuse.r), channel(diffuse.g), channel(diffuse.b));
-
-    aiString mode;
-    if (material.Get(AI_MATKEY_GLTF_ALPHAMODE, mode) == aiReturn_SUCCESS) {
-        surface.isBlended = std::string(mode.C_Str()) == "BLEND";
-        surface.isCutOut = std::string(mode.C_Str()) == "MASK";
-        material.Get(AI_MATKEY_GLTF_ALPHACUTOFF, surface.cutOff);
-    } else {
-        surface.isBlended = diffuse.a < 1;
-    }
-    int twoSided = 0;
-    surface.isTwoSided = material.Get(AI_MATKEY_TWOSIDED, twoSided) == aiReturn_SUCCESS && twoSided;
-    return surface;
-}
+bool IsWhite(Surface const& surface) { return surface.colour == 0xFFFFFFFF; }
 
 // A resource made by code: under a name of its own, or a generated one if that is taken.
 template <class T>
@@ -81,11 +36,10 @@ _ResourceSharePtr<T> Make(char const* type, string const& name) {
 }
 
 _ResourceSharePtr<CRenderState> MakeRenderState(Surface const& surface, string const& name) {
-    if (!surface.isBlended && !surface.isCutOut && !surface.isTwoSided && surface.colour == color(0xFFFFFFFFu))
-        return {};
+    if (!surface.isBlended && !surface.isCutOut && !surface.isTwoSided && IsWhite(surface)) return {};
     auto block = Make<CRenderState>("CRenderState", name + "/state");
     if (!block) return block;
-    if (surface.colour != color(0xFFFFFFFFu)) block->SetState(CRenderState::TEXTUREFACTOR, surface.colour);
+    if (!IsWhite(surface)) block->SetState(CRenderState::TEXTUREFACTOR, color(surface.colour));
     if (surface.isTwoSided) block->SetState(CRenderState::CULLMODE, kCullNone);
     if (surface.isBlended) {
         block->SetState(CRenderState::ALPHABLENDENABLE, 1);
@@ -150,30 +104,27 @@ _ResourceSharePtr<CTexture> MakeTextureOfPixels(image::DecodedImage& picture, st
     return texture->Load() && texture->GetPixelBuffer()->BlitFromMemory(pixels) ? texture : nullptr;
 }
 
-bool DecodeEmbedded(aiTexture const& embedded, image::DecodedImage& picture) {
-    if (embedded.mHeight == 0) // an image file, of mWidth bytes
-        return image::DecodeImage(embedded.pcData, embedded.mWidth, picture);
-    picture.width = embedded.mWidth;
-    picture.height = embedded.mHeight;
+bool Decode(Image const& inside, image::DecodedImage& picture) {
+    if (inside.width == 0) return image::DecodeImage(inside.bytes.data(), inside.bytes.size(), picture);
+    if (inside.width > image::kMaxSide || inside.height > image::kMaxSide || inside.height == 0) return false;
+    picture.width = inside.width;
+    picture.height = inside.height;
     picture.format = PF_A8R8G8B8; // which is how a texel lies in memory: b, g, r, a
-    std::size_t const pitch = std::size_t{4} * embedded.mWidth;
-    if (embedded.mWidth > image::kMaxSide || embedded.mHeight > image::kMaxSide) return false;
-    picture.levels = {{picture.width, picture.height, 0, pitch, picture.height}};
-    auto const* bytes = reinterpret_cast<std::uint8_t const*>(embedded.pcData);
-    picture.bytes.assign(bytes, bytes + pitch * embedded.mHeight);
+    picture.levels = {{picture.width, picture.height, 0, std::size_t{4} * picture.width, picture.height}};
+    picture.bytes = inside.bytes;
     return true;
 }
 
-_ResourceSharePtr<CTexture> FindOrMakeTexture(ModelSource const& source, std::string const& path) {
-    if (aiTexture const* embedded = source.scene.GetEmbeddedTexture(path.c_str())) {
-        string const name = source.meshName + "/" + path;
+_ResourceSharePtr<CTexture> FindOrMakeTexture(ModelSource const& source, Surface const& surface) {
+    if (surface.image != kNoImage) {
+        string const name = source.meshName + "/" + surface.texture;
         if (_ResourceSharePtr<CTexture> found = Resources().GetResource("CTexture", name)) return found;
         image::DecodedImage picture;
-        if (!DecodeEmbedded(*embedded, picture)) return {};
+        if (!Decode(source.scene.images[surface.image], picture)) return {};
         return MakeTextureOfPixels(picture, name, source.renderSystem);
     }
 
-    wstring const relative = WithoutDot(Utf8ToWide(path));
+    wstring const relative = WithoutDot(Utf8ToWide(surface.texture));
     wstring absolute = relative;
     if (!source.folder.empty()) ResolvePath(source.folder, absolute, false);
     string const narrow = WideToAnsi(absolute, "chs");
@@ -186,7 +137,7 @@ _ResourceSharePtr<CTexture> FindOrMakeTexture(ModelSource const& source, std::st
         if (texture) texture->SetUsage(CTexture::TU_AUTOMIPMAP);
         return texture;
     }
-    FileBytes bytes = ReadFile(source.store, source.folder + relative);
+    std::optional<Bytes> const bytes = ReadFile(source.store, source.folder + relative);
     image::DecodedImage picture;
     if (!bytes || !image::DecodeImage(bytes->data(), bytes->size(), picture)) return {};
     return MakeTextureOfPixels(picture, narrow, source.renderSystem);
@@ -194,7 +145,7 @@ _ResourceSharePtr<CTexture> FindOrMakeTexture(ModelSource const& source, std::st
 
 void FillPass(CPass& pass, Surface const& surface, _ResourceSharePtr<CTexture> const& texture, string const& name) {
     if (auto const block = MakeRenderState(surface, name)) pass.SetRenderState(block);
-    bool const isTinted = surface.colour != color(0xFFFFFFFFu);
+    bool const isTinted = !IsWhite(surface);
     if (texture) {
         pass.SetTexture(0, texture);
         if (auto const sampler = SharedSampler()) pass.SetSamplerState(0, sampler);
@@ -209,16 +160,11 @@ void FillPass(CPass& pass, Surface const& surface, _ResourceSharePtr<CTexture> c
 } // namespace
 
 string NameMaterial(ModelSource const& source, unsigned int index) {
-    aiString name;
-    if (index < source.scene.mNumMaterials) source.scene.mMaterials[index]->Get(AI_MATKEY_NAME, name);
-    string const narrow = Utf8ToNarrow(name.C_Str());
-    // The importer's own name for a missing one is the same in every file.
-    if (narrow.empty() || narrow == AI_DEFAULT_MATERIAL_NAME) return source.meshName + "#" + std::to_string(index);
-    return narrow;
+    string const narrow = Utf8ToNarrow(source.scene.surfaces[index].name);
+    return narrow.empty() ? source.meshName + "#" + std::to_string(index) : narrow;
 }
 
 void MakeMaterial(ModelSource const& source, unsigned int index, HeldResources& held) {
-    if (index >= source.scene.mNumMaterials) return;
     string const name = NameMaterial(source, index);
     _ResourceSharePtr<CMaterial> material = Resources().GetResource("CMaterial", name);
     if (!material) material = Resources().CreateResourceManual("CMaterial", name);
@@ -227,10 +173,10 @@ void MakeMaterial(ModelSource const& source, unsigned int index, HeldResources& 
     // One that was made by code and then unloaded is empty, and nobody else would fill it again.
     if (!material->IsManual() || material->GetTechniqueNum() > 0) return;
 
-    Surface const surface = ReadSurface(*source.scene.mMaterials[index]);
+    Surface const& surface = source.scene.surfaces[index];
     _ResourceSharePtr<CTexture> texture;
     if (!surface.texture.empty()) {
-        texture = FindOrMakeTexture(source, surface.texture);
+        texture = FindOrMakeTexture(source, surface);
         if (!texture)
             QK_LOG_TO(LogCategory(), LOG_WARNING, "Model texture cannot be had : %s of %s", surface.texture.c_str(),
                       source.meshName.c_str());

@@ -1,12 +1,10 @@
 // ModelMaterials.h: makes engine materials of what a model file says about its surfaces.
 #pragma once
 
+#include "ModelScene.h"
 #include "QK3DResourceSharePtr.h"
 #include "QK3DTypes.h"
 #include <vector>
-
-struct aiMaterial;
-struct aiScene;
 
 namespace qk3d {
 class CFileSystem;
@@ -18,7 +16,7 @@ class CTexture;
 namespace qk3d::models {
 /// Where the model came from, as far as its materials need it.
 struct ModelSource {
-    aiScene const& scene;
+    ModelScene const& scene;
     CFileSystem const& store;
     wstring folder;  ///< of the model file, with its last separator
     string meshName; ///< names what the file leaves without a name

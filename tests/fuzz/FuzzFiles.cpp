@@ -1,6 +1,7 @@
 // FuzzFiles.cpp: files of other programs: images, models and packages.
 #include "FuzzStage.h"
 #include "ImageDecoder.h"
+#include "ModelScene.h"
 #include "PlatformCodePage.h"
 #include "QK3DHardwareIndexBuffer.h"
 #include "QK3DIndexData.h"
@@ -46,7 +47,7 @@ void FuzzImage(Bytes input) {
     if (image::ConvertToArgb(picture)) RequireLevels(picture);
 }
 
-// The first byte picks the kind of file, by its extension.
+// The first byte picks the kind of file, by its extension. What breaks the importer breaks a process of its own.
 void FuzzModel(Bytes input) {
     static char const* const kKinds[] = {"obj", "gltf", "glb", "ms3d", "ply", "stl", "dae"};
     static bool const isLoaded = CQK3DMain::GetQK3DMain().LoadPlugin("QK3DModels.so", nullptr, 0);
@@ -77,6 +78,21 @@ void FuzzModel(Bytes input) {
     }
     stage.RequireNoResource();
     stage.Delete(name);
+}
+
+void FuzzModelScene(Bytes input) {
+    models::ModelScene scene;
+    if (!models::DecodeScene(input, scene)) return;
+    for (models::Part const& part : scene.parts) {
+        Require(part.surface < scene.surfaces.size(), "a part has a surface");
+        Require(std::uint64_t{part.vertexNum} * part.GetVertexSize() == part.vertices.size(), "vertices are whole");
+        for (std::uint32_t const index : part.indices) Require(index < part.vertexNum, "an index names a vertex");
+    }
+    for (models::Surface const& surface : scene.surfaces)
+        Require(surface.image == models::kNoImage || surface.image < scene.images.size(), "a surface has its image");
+    models::ModelScene again;
+    models::Bytes const bytes = models::EncodeScene(scene);
+    Require(models::DecodeScene(bytes, again) && models::EncodeScene(again) == bytes, "a sound scene comes back");
 }
 
 void FuzzPackage(Bytes input) {

@@ -7,9 +7,6 @@
 #include <cstdio>
 #include <cstdlib>
 
-// Of a model that it gives up on, the importer leaves blocks behind that nothing but itself could free.
-extern "C" char const* __lsan_default_suppressions() { return "leak:libassimp.so\n"; }
-
 namespace qk3d::fuzz {
 namespace {
 constexpr char const* kTypes[] = {"CMaterial",     "CTexture",    "CRenderState", "CTextureState",

@@ -9,5 +9,6 @@ TARGET(Text)
 TARGET(Path)
 TARGET(Image)
 TARGET(Model)
+TARGET(ModelScene)
 TARGET(Package)
 #undef TARGET

@@ -16,3 +16,7 @@ run(${CMAKE_COMMAND} -G Ninja -S ${HOST} -B ${WORK}/host -DCMAKE_CXX_COMPILER=${
     -DCMAKE_PREFIX_PATH=${WORK}/prefix ${flags})
 run(${CMAKE_COMMAND} --build ${WORK}/host)
 run(${WORK}/host/host)
+
+# The installed viewer finds the plug-ins, and the loader its importer.
+file(WRITE ${WORK}/triangle.obj "v 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 3\n")
+run(${WORK}/prefix/bin/qk3d-view --backend QK3DTrace --model ${WORK}/triangle.obj --frames 1)

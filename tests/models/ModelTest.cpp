@@ -1,5 +1,6 @@
 // ModelTest.cpp: model files become meshes: the geometry, the materials, who holds them, and what is refused.
 #include "ImageDecoder.h"
+#include "PlatformProcess.h"
 #include "QK3DHardwareBufferManager.h"
 #include "QK3DMain.h"
 #include "QK3DMaterial.h"
@@ -10,6 +11,7 @@
 #include "QK3DTexture.h"
 #include "QK3DVector.h"
 #include "RecordingRenderSystem.h"
+#include "TempFolder.h"
 #include "TestFiles.h"
 #include "TestLog.h"
 #include <cstdint>
@@ -235,6 +237,10 @@ TEST_F(Models, WhatCannotBeRightLeavesAnEmptyMeshAndOneWarning) {
         {"a buffer that is not there", "missing.gltf",
          R"({"asset": {"version": "2.0"}, "buffers": [{"byteLength": 9, "uri": "no.bin"}]})"},
         {"points only", "points.obj", "v 0 0 0\nv 1 0 0\np 1 2\n"},
+        {"what breaks the importer", "break.ply",
+         TempFolder::Read(QK3D_SOURCE_DIR "/tests/fuzz/corpus/Model/ply-doubled-property").substr(1)},
+        {"what would take all memory", "memory.ply",
+         "ply\nformat ascii 1.0\nelement vertex 2000000000\nproperty float x\nend_header\n0\n"},
     };
     for (auto const& row : rows) {
         EXPECT_EQ(Load(row.name, row.bytes), 0u) << row.what;
@@ -293,6 +299,30 @@ TEST_F(Models, MaterialsThatAreThereWinAndTheLoaderHoldsTheOthers) {
     m_loader.Release();
     EXPECT_FALSE(Resources().IsResourceExist("CMaterial", "varnish"));
     EXPECT_TRUE(Resources().IsResourceExist("CMaterial", "paint")) << "held by us";
+}
+
+// A shell reads its orders from the line, and answers there.
+TEST(ProcessLine, CarriesBytesBothWaysAndEndsWhatItStarted) {
+    qklib::platform::CProcessLine line, none;
+    EXPECT_FALSE(none.Start("/bin/no such program"));
+    ASSERT_TRUE(line.Start("\\BIN\\sh"));
+    EXPECT_FALSE(line.Start("/bin/sh")) << "it is in use";
+    std::string const order = "echo one >&0; echo $# >&0\n";
+    std::string answer(6, ' ');
+    ASSERT_TRUE(line.Send(order.data(), order.size()));
+    ASSERT_TRUE(line.Receive(answer.data(), answer.size()));
+    EXPECT_EQ(answer, "one\n0\n");
+
+    std::string const last = "while :; do :; done\n"; // for the destructor to end
+    EXPECT_TRUE(line.Send(last.data(), last.size()));
+}
+
+TEST(ProcessLine, TellsThatTheOtherSideIsGone) {
+    qklib::platform::CProcessLine line;
+    ASSERT_TRUE(line.Start("/bin/true"));
+    char byte = 0;
+    EXPECT_FALSE(line.Receive(&byte, 1));
+    EXPECT_FALSE(line.Send(&byte, 1)) << "and no signal ends us";
 }
 
 TEST_F(Models, InstalledModelsLoadWholeWithTheirTextures) {

@@ -51,14 +51,13 @@ CViewEngine::~CViewEngine() {
 }
 
 void CViewEngine::LoadPlugin(std::string const& name, std::string const& settings) {
-#if defined(_WIN32)
-    std::string const file = name + ".dll";
-#else
-    std::string const file = name + ".so";
-#endif
-    if (!CQK3DMain::GetQK3DMain().LoadPlugin(ToNarrow(file), reinterpret_cast<unsigned char const*>(settings.data()),
-                                             static_cast<int>(settings.size())))
-        throw Failure("the plug-in cannot be loaded: " + file);
+    std::string const file = name + QK3D_PLUGIN_SUFFIX;
+    auto const load = [&](std::string const& path) {
+        return CQK3DMain::GetQK3DMain().LoadPlugin(
+            ToNarrow(path), reinterpret_cast<unsigned char const*>(settings.data()), static_cast<int>(settings.size()));
+    };
+    // Beside the program where it was built, in a folder of their own where it is installed.
+    if (!load(file) && !load(QK3D_PLUGIN_FOLDER "/" + file)) throw Failure("the plug-in cannot be loaded: " + file);
 }
 
 bool CViewEngine::Call(char const* command, Json::Value in, Json::Value* out) {

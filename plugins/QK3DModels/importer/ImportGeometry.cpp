@@ -1,5 +1,5 @@
-// ModelGeometry.cpp: walks the nodes of an imported scene and gathers their triangles by material.
-#include "ModelGeometry.h"
+// ImportGeometry.cpp: walks the nodes of an imported scene and gathers their triangles by material.
+#include "ImportGeometry.h"
 
 #include <algorithm>
 #include <assimp/scene.h>
@@ -10,7 +10,6 @@ namespace qk3d::models {
 namespace {
 constexpr unsigned int kMaxDepth = 1000;
 constexpr std::uint64_t kMaxVertices = 1ULL << 27;
-constexpr unsigned int kMaxTexCoordSets = 8;
 
 bool IsFinite(aiVector3D const& v) { return std::isfinite(v.x) && std::isfinite(v.y) && std::isfinite(v.z); }
 
@@ -48,7 +47,7 @@ public:
 
         for (unsigned int i = 0; i < m_parts.size(); ++i) {
             if (m_parts[i].indices.empty()) continue;
-            m_parts[i].material = i;
+            m_parts[i].surface = i;
             parts.push_back(std::move(m_parts[i]));
         }
         return !parts.empty() || Fail("there is no triangle in it");
