@@ -124,29 +124,29 @@ unsigned DecodeFour(CodePageTables const& tables, unsigned char const* at, std::
     return missing;
 }
 
-// The number of plain ASCII bytes at the start of [text, end), counted in eights: the rest is for the caller.
-std::size_t CountAsciiInEights(unsigned char const* text, unsigned char const* end) {
+// Whether the 32 bytes at `at` are plain ASCII.
+bool IsAscii32(unsigned char const* at) {
+    auto const eight = [at](int i) {
+        std::uint64_t bytes;
+        std::memcpy(&bytes, at + 8 * i, sizeof bytes);
+        return bytes;
+    };
+    return ((eight(0) | eight(1) | eight(2) | eight(3)) & 0x8080808080808080u) == 0;
+}
+
+// The number of plain ASCII bytes at the start of [text, end).
+std::ptrdiff_t CountAscii(unsigned char const* text, unsigned char const* end) {
     unsigned char const* at = text;
-    while (end - at >= 8) {
-        std::uint64_t eight;
-        std::memcpy(&eight, at, sizeof eight);
-        if (eight & 0x8080808080808080u) break;
-        at += 8;
-    }
-    return static_cast<std::size_t>(at - text);
+    while (end - at >= 32 && IsAscii32(at)) at += 32;
+    while (at != end && *at < 0x80) ++at;
+    return at - text;
 }
 
 // Widens plain ASCII as long as it comes in 32 bytes, and says how many they were. In mixed text they hardly ever do, which
 // the processor foresees.
 std::ptrdiff_t WidenAscii(unsigned char const* text, unsigned char const* end, wchar_t* to) {
     unsigned char const* at = text;
-    for (; end - at >= 32; at += 32) {
-        std::uint64_t eights[4];
-        std::memcpy(eights, at, sizeof eights);
-        if ((eights[0] | eights[1] | eights[2] | eights[3]) & 0x8080808080808080u) break;
-        for (int i = 0; i < 32; ++i) to[i] = static_cast<wchar_t>(at[i]);
-        to += 32;
-    }
+    for (; end - at >= 32 && IsAscii32(at); at += 32) to = std::copy(at, at + 32, to);
     return at - text;
 }
 
@@ -184,6 +184,10 @@ bool CodePageToUtf16(std::string const& text, std::wstring& out) {
     CodePageTables const& tables = Tables();
     auto at = reinterpret_cast<unsigned char const*>(text.data());
     auto const end = at + text.size();
+    if (CountAscii(at, end) == end - at) { // a string made from a range is written once, in place
+        out = std::wstring(at, end);
+        return true;
+    }
     out.clear();
     if (text.size() > static_cast<std::size_t>(kPiece)) out.reserve(text.size());
 
@@ -247,8 +251,9 @@ bool Utf8ToUtf16(std::string const& text, std::wstring& out) {
     wchar_t* to = out.data();
 
     while (at != end) {
-        for (std::size_t n = CountAsciiInEights(at, end); n > 0; --n) *to++ = static_cast<wchar_t>(*at++);
-        while (at != end && *at < 0x80) *to++ = static_cast<wchar_t>(*at++);
+        auto const ascii = at + CountAscii(at, end);
+        to = std::copy(at, ascii, to);
+        at = ascii;
         while (at != end && *at >= 0x80) {
             std::uint32_t point = 0;
             int const length = ReadSequence(at, end, point);
