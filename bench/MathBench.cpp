@@ -2,6 +2,7 @@
 #include "Bench.h"
 
 #include "QK3DMath.h"
+#include "QK3DTableSineInternal.h"
 #include <cmath>
 #include <cstring>
 #include <vector>
@@ -76,18 +77,22 @@ void Inverse(benchmark::State& state) {
 
 void SinCos(benchmark::State& state) {
     Operands const in;
-    std::vector<Matrix44> out(kOperands);
-    Operations(state, [&](std::size_t i) { out[i] = MatBuildRotationZ(in.angles[i]); });
+    std::vector<SineCosine> out(kOperands);
+    Operations(state, [&](std::size_t i) { out[i] = SampleSineCosine(in.angles[i]); });
     benchmark::DoNotOptimize(out.data());
 }
 
 void SinCosOfLibrary(benchmark::State& state) {
     Operands const in;
+    std::vector<SineCosine> out(kOperands);
+    Operations(state, [&](std::size_t i) { out[i] = {std::sin(in.angles[i]), std::cos(in.angles[i])}; });
+    benchmark::DoNotOptimize(out.data());
+}
+
+void Rotation(benchmark::State& state) {
+    Operands const in;
     std::vector<Matrix44> out(kOperands);
-    Operations(state, [&](std::size_t i) {
-        float const s = std::sin(in.angles[i]), c = std::cos(in.angles[i]);
-        out[i] = Matrix44(c, s, 0, 0, -s, c, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1);
-    });
+    Operations(state, [&](std::size_t i) { out[i] = MatBuildRotationZ(in.angles[i]); });
     benchmark::DoNotOptimize(out.data());
 }
 
@@ -181,4 +186,5 @@ BENCHMARK(Slerp)->Name("math/slerp");
 BENCHMARK(Inverse)->Name("math/inverse");
 BENCHMARK(SinCos)->Name("math/sincos");
 BENCHMARK(SinCosOfLibrary)->Name("math/sincos/library");
+BENCHMARK(Rotation)->Name("math/rotation");
 } // namespace

@@ -18,15 +18,18 @@ Matrix44 RotationX(SineCosine a) { return {1, 0, 0, 0, 0, a.cosine, a.sine, 0, 0
 Matrix44 RotationY(SineCosine a) { return {a.cosine, 0, -a.sine, 0, 0, 1, 0, 0, a.sine, 0, a.cosine, 0, 0, 0, 0, 1}; }
 #ifdef QK3D_MATH_SSE2
 // Written in whole rows: who copies a matrix reads rows, and would wait for elements that were written singly.
-Matrix44 RotationZ(SineCosine a) {
-    __m128 const sine = _mm_set_ss(a.sine), cosine = _mm_set_ss(a.cosine);
+Matrix44 RotationZ(float angle) {
+    __m128 const both = SampleTables(angle);
     Matrix44 result = Matrix44::IDENTITY;
-    _mm_storeu_ps(result.m, _mm_unpacklo_ps(cosine, sine));
-    _mm_storeu_ps(result.m + 4, _mm_unpacklo_ps(_mm_set_ss(-a.sine), cosine));
+    _mm_storeu_ps(result.m, _mm_shuffle_ps(both, both, _MM_SHUFFLE(3, 2, 0, 1)));
+    _mm_storeu_ps(result.m + 4, _mm_xor_ps(both, _mm_set_ss(-0.0f)));
     return result;
 }
 #else
-Matrix44 RotationZ(SineCosine a) { return {a.cosine, a.sine, 0, 0, -a.sine, a.cosine, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1}; }
+Matrix44 RotationZ(float angle) {
+    auto const a = SampleSineCosine(angle);
+    return {a.cosine, a.sine, 0, 0, -a.sine, a.cosine, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
+}
 #endif
 Matrix33 Rotation2D(SineCosine a) { return {a.cosine, a.sine, 0, -a.sine, a.cosine, 0, 0, 0, 1}; }
 
@@ -67,7 +70,7 @@ Matrix44 MatBuildScale(Vector3 const& p, float sx, float sy, float sz) {
 
 Matrix44 MatBuildRotationX(float angle) { return RotationX(SampleSineCosine(angle)); }
 Matrix44 MatBuildRotationY(float angle) { return RotationY(SampleSineCosine(angle)); }
-Matrix44 MatBuildRotationZ(float angle) { return RotationZ(SampleSineCosine(angle)); }
+Matrix44 MatBuildRotationZ(float angle) { return RotationZ(angle); }
 
 Matrix44 MatBuildRotationX(Vector3 const& p, float angle) {
     auto const a = SampleSineCosine(angle);
@@ -80,8 +83,9 @@ Matrix44 MatBuildRotationY(Vector3 const& p, float angle) {
 }
 
 Matrix44 MatBuildRotationZ(Vector3 const& p, float angle) {
-    auto const a = SampleSineCosine(angle);
-    return WithTranslation(RotationZ(a), p.x - p.x * a.cosine + p.y * a.sine, p.y - p.x * a.sine - p.y * a.cosine, 0);
+    Matrix44 const turn = RotationZ(angle);
+    SineCosine const a{turn.m[1], turn.m[0]};
+    return WithTranslation(turn, p.x - p.x * a.cosine + p.y * a.sine, p.y - p.x * a.sine - p.y * a.cosine, 0);
 }
 
 Matrix44 MatBuildRotationX_Interest(Vector3 const& p, float angle) {

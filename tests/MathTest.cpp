@@ -3,6 +3,7 @@
 #include "QK3DColor.h"
 #include "QK3DMath.h"
 #include "QK3DRandom.h"
+#include "QKMath.h"
 #include <cstdlib>
 #include <cstring>
 #include <gtest/gtest.h>
@@ -226,6 +227,21 @@ TEST(MathAngles, BeyondAllRangesNothingIsReadOutsideTheTable) {
         EXPECT_NEAR(m[5] * m[5] + m[6] * m[6], 1, 1e-4) << angle;
     }
     for (float angle : {INFINITY, -INFINITY, NAN}) EXPECT_TRUE(std::isnan(MatBuildRotationX(angle)[5])) << angle;
+}
+
+TEST_F(Twin, SinesAreInterpolatedToTheLastBit) {
+    for (int round = 0; round < 4000; ++round) {
+        float const angle = Number(round % 2 ? 10.0f : 1e7f);
+        float const scaled = static_cast<float>(qklib::_Radian2Size) * angle;
+        int const step = static_cast<int>(scaled), i = step & 1023;
+        double const fraction = scaled - static_cast<float>(step);
+        auto const at = [&](double const* map) {
+            return static_cast<float>((map[i + 1] - map[i]) * fraction + map[i]);
+        };
+        float const s = at(qklib::_sinMap), c = at(qklib::_cosMap);
+        Matrix44 const expected(c, s, 0, 0, -s, c, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1);
+        ASSERT_TRUE(SameBits(MatBuildRotationZ(angle), expected)) << angle;
+    }
 }
 
 TEST_F(Twin, RotationsAgreeWithEachOtherAndWithDoubles) {
