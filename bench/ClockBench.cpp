@@ -2,6 +2,7 @@
 #include "Bench.h"
 
 #include "QK3DTimer.h"
+#include <memory>
 #include <queue>
 #include <vector>
 
@@ -46,12 +47,15 @@ void Advance(benchmark::State& state) {
     auto const intervals = MakeIntervals();
     for (auto _ : state) {
         state.PauseTiming();
-        CTimer timer;
-        Fill(timer, intervals);
+        auto timer = std::make_unique<CTimer>();
+        Fill(*timer, intervals);
         calls = 0;
         state.ResumeTiming();
-        for (int step = 1; step <= kSteps; ++step) timer.GotoTime(step);
+        for (int step = 1; step <= kSteps; ++step) timer->GotoTime(step);
+        state.PauseTiming();
         bench::Check(calls == ExpectedCalls(intervals), "calls of the clock");
+        timer.reset();
+        state.ResumeTiming();
     }
 }
 

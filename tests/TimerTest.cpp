@@ -183,6 +183,13 @@ TEST(Timer, NoticesAnEventThatIsMovedByHand) {
     clock.GotoTime(43);
     event->Reset();
     EXPECT_EQ(clock.Go(45), "e@11 e@21 e@31 e@41");
+
+    Clock other;
+    CTimerEvent* const later = other.Repeat("later", 99, 1, 900);
+    other.Repeat("killer", 10, 1, 800, CATCHUP, [later](CTimerEvent*, long long time) { later->Kill(time - 1); });
+    other.GotoTime(2);
+    other.GotoTime(11);
+    EXPECT_EQ(later->GetState(), CTimerEvent::TES_DEAD) << "in the same step, though it had nothing to do in it before";
 }
 
 TEST(Timer, BringsACountEventItsFullLifeBackByReset) {

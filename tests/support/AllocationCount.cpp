@@ -1,5 +1,6 @@
 // AllocationCount.cpp: operator new of the test programs, which counts, and fails when told to.
 #include "AllocationCount.h"
+#include <algorithm>
 #include <cstdlib>
 #include <new>
 
@@ -10,9 +11,10 @@ unsigned long long g_allocations = 0;
 long long g_live = 0;
 unsigned long long g_failing = kNone; // the number of the allocation that fails
 
-void* Allocate(std::size_t size) {
+void* Allocate(std::size_t size, std::size_t alignment = 1) {
     if (g_allocations++ == g_failing) return nullptr;
-    void* const block = std::malloc(size ? size : 1);
+    size = std::max(size, alignment);
+    void* const block = alignment > 1 ? std::aligned_alloc(alignment, size) : std::malloc(size);
     if (block) ++g_live;
     return block;
 }
@@ -30,8 +32,15 @@ void* operator new(std::size_t size) {
     throw std::bad_alloc();
 }
 void* operator new(std::size_t size, std::nothrow_t const&) noexcept { return Allocate(size); }
+void* operator new(std::size_t size, std::align_val_t alignment) {
+    if (void* const block = Allocate(size, static_cast<std::size_t>(alignment)))
+        return block; // a multiple of it always
+    throw std::bad_alloc();
+}
 void operator delete(void* block) noexcept { Release(block); }
 void operator delete(void* block, std::size_t) noexcept { Release(block); }
+void operator delete(void* block, std::align_val_t) noexcept { Release(block); }
+void operator delete(void* block, std::size_t, std::align_val_t) noexcept { Release(block); }
 
 namespace qk3d {
 AllocationCount::AllocationCount() : m_start(g_allocations) {}
