@@ -1,16 +1,18 @@
-// FixedFunctionTwin.h: the fixed-function pipeline in plain C++, one vertex and one pixel at a time, straight from the state.
+// FixedFunctionTwin.h: the fixed-function pipeline in plain C++, one vertex that becomes one pixel, straight from the state.
 #pragma once
 
-#include "GLFixedFunction.h"
+#include "GLFixedFunctionKey.h"
 
 #include <array>
 #include <functional>
 
 namespace qk3d::gltest {
+namespace rs = gl::rs;
+namespace ts = gl::ts;
+
 using Colour = std::array<double, 4>; // red, green, blue, alpha
 
-/// One vertex, with every field there is; the features of the draw say which ones count. The layout is that of the
-/// vertex buffer of the tests.
+/// One vertex, with every field there is; the features of the draw say which ones count.
 struct Vertex {
     float position[4] = {0, 0, 0, 1};
     float normal[3] = {0, 0, 0};
@@ -20,26 +22,16 @@ struct Vertex {
     float texCoord[8][4] = {};
 };
 
-/// What a vertex hands to its pixels.
-struct Varyings {
-    Colour clip = {};
-    Colour diffuse = {}, specular = {};
-    double fog = 1;   // factor of a vertex fog mode
-    double depth = 0; // what a pixel fog mode measures
-    std::array<Colour, 8> coords = {};
-    std::array<int, 8> coordSize = {}; // components that the source of the coordinates has
-};
-
 struct Pixel {
-    bool discarded = false;
-    bool undecided = false; // the alpha test hangs on the last bits
+    bool drawn = true;
+    bool undecided = false; // hangs on the last bits: the alpha test, the border of clip space, a division by next to 0
     Colour colour = {};
 };
 
-/// Gives the texel at (u, v, w) of a stage's texture.
-using Sampler = std::function<Colour(unsigned stage, double u, double v, double w)>;
+/// Gives the texel at (u, v) of a stage's texture.
+using Sampler = std::function<Colour(unsigned stage, double u, double v)>;
 
-Varyings EvaluateVertex(gl::FixedState const& state, gl::VertexFeatures const& features, Vertex const& vertex);
-Pixel EvaluatePixel(gl::FixedState const& state, gl::VertexFeatures const& features, Varyings const& varyings,
-                    Sampler const& sample);
+/// What the vertex drawn as a point gives to a pixel of a target of floats.
+Pixel Evaluate(gl::FixedState const& state, gl::VertexFeatures const& features, Vertex const& vertex,
+               Sampler const& sample);
 } // namespace qk3d::gltest

@@ -4,10 +4,13 @@
 #include "QK3DMain.h"
 #include "QK3DMatrix.h"
 #include "QK3DResourceSystem.h"
-#include "QK3DTextureManager.h"
+#include "QKLog.h"
+#include "TestFiles.h"
 
 #include <bit>
 #include <cstring>
+#include <filesystem>
+#include <iterator>
 
 using namespace qk3d;
 
@@ -26,8 +29,6 @@ void Listen(qklib::LogRecord const& record, void*) {
         std::fprintf(stderr, "warning: %s\n", record.message.c_str());
 }
 
-Shape::Fields const kScreenFields = {{VET_FLOAT4, VES_POSITION}, {VET_COLOR, VES_DIFFUSE}, {VET_FLOAT2, VES_TEXCOORD}};
-Shape::Fields const kSpaceFields = {{VET_FLOAT3, VES_POSITION}, {VET_COLOR, VES_DIFFUSE}, {VET_FLOAT2, VES_TEXCOORD}};
 constexpr char kPluginName[] = "QK3DGL.so";
 } // namespace
 
@@ -46,8 +47,7 @@ Picture ReadTexture(CTexture& texture) {
 }
 
 Picture ReadTarget(CRenderTarget& target) {
-    qklib::CSharePtr<CResourceLoader> noLoader;
-    CTexture copy(nullptr, "", "read back", false, noLoader, target.GetRenderSystem(), CTexture::TU_DEFAULT, false);
+    CTexture copy(nullptr, "", "read back", false, NoLoader(), target.GetRenderSystem(), CTexture::TU_DEFAULT, false);
     copy.SetWidth(target.GetWidth());
     copy.SetHeight(target.GetHeight());
     copy.SetPixelFormat(PF_A8R8G8B8);
@@ -55,10 +55,28 @@ Picture ReadTarget(CRenderTarget& target) {
     return ReadTexture(copy);
 }
 
-testing::AssertionResult Matches(Picture const& picture, Picture const& expected, Tolerance tolerance) {
-    auto const* const test = testing::UnitTest::GetInstance()->current_test_info();
-    return gltest::IsLike(picture, expected, tolerance,
-                          test ? std::string(test->test_suite_name()) + "." + test->name() : "picture");
+testing::AssertionResult Matches(Picture const& got, Picture const& wanted, Tolerance tolerance) {
+    if (got.width != wanted.width || got.height != wanted.height)
+        return testing::AssertionFailure()
+               << got.width << " x " << got.height << " instead of " << wanted.width << " x " << wanted.height;
+    Picture difference(got.width, got.height, 0xFF000000u);
+    std::size_t count = 0, first = 0;
+    for (std::size_t i = 0; i < got.pixels.size(); ++i) {
+        int const off = gltest::ChannelDifference(got.pixels[i], wanted.pixels[i]);
+        if (off <= tolerance.channel) continue;
+        if (count++ == 0) first = i;
+        difference.pixels[i] = 0xFF000000u | static_cast<std::uint32_t>(std::min(64 + off * 4, 255)) * 0x010101u;
+    }
+    if (static_cast<double>(count) <= tolerance.share * static_cast<double>(got.pixels.size()))
+        return testing::AssertionSuccess();
+    std::string const name = testing::UnitTest::GetInstance()->current_test_info()->name();
+    gltest::SavePng(got, name + "-got.png");
+    gltest::SavePng(wanted, name + "-wanted.png");
+    gltest::SavePng(difference, name + "-difference.png");
+    return testing::AssertionFailure() << count << " of " << got.pixels.size() << " pixels differ, the first at "
+                                       << first % got.width << ", " << first / got.width << " (" << std::hex
+                                       << got.pixels[first] << " instead of " << wanted.pixels[first] << "); see "
+                                       << std::filesystem::absolute(name).string() << "-*.png";
 }
 
 testing::AssertionResult MatchesReference(Picture const& picture, std::string const& name, Tolerance tolerance) {
@@ -66,8 +84,13 @@ testing::AssertionResult MatchesReference(Picture const& picture, std::string co
     if (std::getenv("QK3D_WRITE_REFERENCES"))
         return testing::AssertionFailure()
                << (gltest::SavePng(picture, path) ? "written, to be looked at : " : "cannot be written : ") << path;
-    Picture reference;
-    if (!gltest::LoadPicture(path, reference)) return testing::AssertionFailure() << "there is no " << path;
+    std::ifstream in(path, std::ios::binary);
+    std::string const file{std::istreambuf_iterator<char>(in), {}};
+    image::DecodedImage image;
+    if (!image::DecodeImage(file.data(), file.size(), image) || !image::ConvertToArgb(image))
+        return testing::AssertionFailure() << "there is no " << path;
+    Picture reference(image.width, image.height);
+    std::memcpy(reference.pixels.data(), image.bytes.data(), reference.pixels.size() * 4);
     return Matches(picture, reference, tolerance);
 }
 
@@ -86,12 +109,6 @@ Shape::Shape(CRenderSystem& system, EShapeType type, Fields const& fields, void 
     operation.m_vertexData = &vertices;
 }
 
-Shape::Shape(CRenderSystem& system, EShapeType type, std::vector<ScreenVertex> const& corners)
-    : Shape(system, type, kScreenFields, corners.data(), corners.size() * sizeof(ScreenVertex)) {}
-
-Shape::Shape(CRenderSystem& system, EShapeType type, std::vector<SpaceVertex> const& corners)
-    : Shape(system, type, kSpaceFields, corners.data(), corners.size() * sizeof(SpaceVertex)) {}
-
 void Shape::SetIndexBytes(CHardwareIndexBuffer::EIndexType type, void const* data, std::size_t count) {
     auto buffer = m_system.GetHardwareBufferManager()->CreateIndexBuffer(type, static_cast<unsigned>(count),
                                                                          CHardwareBuffer::HBU_STATIC, false, false);
@@ -101,16 +118,6 @@ void Shape::SetIndexBytes(CHardwareIndexBuffer::EIndexType type, void const* dat
     operation.m_useIndices = true;
     operation.m_indexData = &indices;
 }
-
-void Shape::SetIndices(std::vector<std::uint16_t> const& values) {
-    SetIndexBytes(CHardwareIndexBuffer::IT_16BIT, values.data(), values.size());
-}
-
-void Shape::SetIndices(std::vector<std::uint32_t> const& values) {
-    SetIndexBytes(CHardwareIndexBuffer::IT_32BIT, values.data(), values.size());
-}
-
-void Shape::Draw() { m_system.Render(operation); }
 
 std::vector<ScreenVertex> ScreenQuad(float left, float top, float right, float bottom, std::uint32_t colour, float z) {
     return {{left, bottom, z, 1, colour, 0, 1},
@@ -184,6 +191,23 @@ void GLTest::DropSystem() {
     m_screen = nullptr;
 }
 
+void GLTest::RestartWith(std::string const& options) {
+    DropSystem();
+    ASSERT_TRUE(Start(options));
+    MakeSystem();
+}
+
+bool GLTest::Call(char const* command, std::string const& json, Json::Value* out) {
+    auto in = Parse(json);
+    return m_system->UnusualCall(command, &in, out);
+}
+
+std::uint64_t GLTest::Statistic(char const* name) {
+    Json::Value out;
+    EXPECT_TRUE(Call("GetStatistics", "{}", &out));
+    return out[name].asUInt64();
+}
+
 void GLTest::Activate(CRenderTarget& target) {
     m_system->SetActiveRenderTarget(0, &target);
     m_system->SetActiveViewport(nullptr);
@@ -197,8 +221,7 @@ void GLTest::Clear(std::uint32_t argb) {
 
 std::unique_ptr<CTexture> GLTest::MakeTexture(unsigned width, unsigned height, EPixelFormat format, unsigned usage,
                                               unsigned levels) {
-    qklib::CSharePtr<CResourceLoader> noLoader;
-    auto texture = std::make_unique<CTexture>(nullptr, "", "texture", false, noLoader, m_system,
+    auto texture = std::make_unique<CTexture>(nullptr, "", "texture", false, NoLoader(), m_system,
                                               static_cast<CTexture::ETextureUsage>(usage), false);
     texture->SetWidth(width);
     texture->SetHeight(height);
@@ -218,21 +241,14 @@ std::unique_ptr<CTexture> GLTest::MakeTexture(Picture const& picture) {
 
 _ResourceSharePtr<CTexture> GLTest::MakeTargetTexture(std::string const& name, unsigned width, unsigned height,
                                                       EPixelFormat format, unsigned usage) {
-    qklib::CSharePtr<CResourceLoader> noLoader;
-    auto* const manager = static_cast<CTextureManager*>(CQK3DMain::GetResourceSystem().GetResourceManager("CTexture"));
-    if (!manager) { // the manager of a type is made with its first resource
-        _ResourceSharePtr<CTexture> texture =
-            CQK3DMain::GetResourceSystem().CreateResource("CTexture", "", name, false, noLoader);
-        if (!texture) return texture;
-        texture->SetRenderSystem(m_system);
-        texture->SetWidth(width);
-        texture->SetHeight(height);
-        texture->SetPixelFormat(format);
-        texture->SetUsage(static_cast<CTexture::ETextureUsage>(usage));
-        return texture;
-    }
-    return manager->CreateTexture("", name, width, height, format, m_system,
-                                  static_cast<CTexture::ETextureUsage>(usage), false, false, noLoader);
+    _ResourceSharePtr<CTexture> texture =
+        CQK3DMain::GetResourceSystem().CreateResource("CTexture", "", name, false, NoLoader());
+    texture->SetRenderSystem(m_system);
+    texture->SetWidth(width);
+    texture->SetHeight(height);
+    texture->SetPixelFormat(format);
+    texture->SetUsage(static_cast<CTexture::ETextureUsage>(usage));
+    return texture;
 }
 
 std::vector<std::string> GLTest::TakeErrors() { return std::exchange(Errors(), {}); }

@@ -10,11 +10,13 @@
 #include "QK3DRenderTexture.h"
 #include "QK3DRenderWindow.h"
 #include "QK3DTexture.h"
-#include "QKLog.h"
 
+#include <json/value.h>
 #include <memory>
 #include <string>
 #include <vector>
+
+#include <gtest/gtest.h>
 
 using qk3d::gltest::Picture;
 using qk3d::gltest::Tolerance;
@@ -25,20 +27,23 @@ Picture ReadTarget(qk3d::CRenderTarget& target);
 /// The pixels of a loaded texture of format PF_A8R8G8B8.
 Picture ReadTexture(qk3d::CTexture& texture);
 
-/// As gltest::IsLike, with the running test as the name.
+/// A failure leaves what was got, what was wanted and the difference (black where they agree) beside the running test,
+/// under its name, and says where.
 testing::AssertionResult Matches(Picture const& picture, Picture const& expected, Tolerance tolerance = {});
 
 /// The same against reference/<name>.png. With QK3D_WRITE_REFERENCES in the environment the picture is written there
 /// instead, and the test fails so that nobody takes it for a pass.
 testing::AssertionResult MatchesReference(Picture const& picture, std::string const& name, Tolerance tolerance);
 
-/// A vertex in pixels of the target, and one in space. Fields lie as the declarations below say.
+/// A vertex in pixels of the target, and one in space.
 struct ScreenVertex {
+    static constexpr auto kPositionType = qk3d::VET_FLOAT4;
     float x, y, z, w;
     std::uint32_t colour;
     float u, v;
 };
 struct SpaceVertex {
+    static constexpr auto kPositionType = qk3d::VET_FLOAT3;
     float x, y, z;
     std::uint32_t colour;
     float u, v;
@@ -51,12 +56,21 @@ public:
 
     Shape(qk3d::CRenderSystem& system, qk3d::EShapeType type, Fields const& fields, void const* vertices,
           std::size_t bytes);
-    Shape(qk3d::CRenderSystem& system, qk3d::EShapeType type, std::vector<ScreenVertex> const& vertices);
-    Shape(qk3d::CRenderSystem& system, qk3d::EShapeType type, std::vector<SpaceVertex> const& vertices);
+    template <class Vertex>
+    Shape(qk3d::CRenderSystem& system, qk3d::EShapeType type, std::vector<Vertex> const& vertices)
+        : Shape(system, type,
+                {{Vertex::kPositionType, qk3d::VES_POSITION},
+                 {qk3d::VET_COLOR, qk3d::VES_DIFFUSE},
+                 {qk3d::VET_FLOAT2, qk3d::VES_TEXCOORD}},
+                vertices.data(), vertices.size() * sizeof(Vertex)) {}
 
-    void SetIndices(std::vector<std::uint16_t> const& indices);
-    void SetIndices(std::vector<std::uint32_t> const& indices);
-    void Draw();
+    /// Indices of 16 or 32 bits.
+    template <class Index>
+    void SetIndices(std::vector<Index> const& values) {
+        SetIndexBytes(sizeof(Index) == 2 ? qk3d::CHardwareIndexBuffer::IT_16BIT : qk3d::CHardwareIndexBuffer::IT_32BIT,
+                      values.data(), values.size());
+    }
+    void Draw() { m_system.Render(operation); }
 
     qk3d::CRenderOperation operation;
     qk3d::CVertexData vertices;
@@ -97,11 +111,22 @@ protected:
     void MakeSystem();
     void DropSystem();
 
+    /// The same on the plug-in loaded with such options.
+    void RestartWith(std::string const& options);
+
     qk3d::CRenderSystem& System() { return *m_system; }
     qk3d::CRenderTarget& Screen() { return *m_screen; }
     void Activate(qk3d::CRenderTarget& target);
     void Clear(std::uint32_t argb = 0xFF000000);
     Picture Read() { return ReadTarget(*m_screen); }
+    std::uint32_t ReadAt(unsigned x, unsigned y) { return Read().At(x, y); }
+
+    /// UnusualCall with an input given as JSON text, and one number of "GetStatistics".
+    bool Call(char const* command, std::string const& json = "{}", Json::Value* out = nullptr);
+    std::uint64_t Statistic(char const* name);
+
+    /// What makes the device forget everything, and remember.
+    bool LoseAndRestore() { return Call("LoseDevice") && m_system->Restore(); }
 
     template <class Vertex>
     void Draw(qk3d::EShapeType type, std::vector<Vertex> const& vertices) {
@@ -117,7 +142,7 @@ protected:
                                                 unsigned usage = qk3d::CTexture::TU_DEFAULT, unsigned levels = 1);
     std::unique_ptr<qk3d::CTexture> MakeTexture(Picture const& picture);
 
-    /// A texture that is drawn into, of the engine's texture manager.
+    /// A texture that is drawn into, of the engine's resources.
     qk3d::_ResourceSharePtr<qk3d::CTexture> MakeTargetTexture(std::string const& name, unsigned width, unsigned height,
                                                               qk3d::EPixelFormat format,
                                                               unsigned usage = qk3d::CTexture::TU_RENDERTARGET);

@@ -1,18 +1,13 @@
-// Picture.h: pictures that tests look at, compare and leave behind when they are not as wanted.
+// Picture.h: pictures that tests look at and compare.
 #pragma once
 
 #include "ImageDecoder.h"
 
 #include <algorithm>
 #include <cstdint>
-#include <cstdlib>
-#include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <string>
 #include <vector>
-
-#include <gtest/gtest.h>
 
 namespace qk3d::gltest {
 /// Pixels as 0xAARRGGBB, rows from the top down.
@@ -33,29 +28,25 @@ struct Picture {
             for (int x = std::max(left, 0); x < std::min(right, static_cast<int>(width)); ++x)
                 At(static_cast<unsigned>(x), static_cast<unsigned>(y)) = colour;
     }
+
+    /// Puts another picture over this one, with its first pixel at a place.
+    void Paste(Picture const& other, unsigned left, unsigned top) {
+        for (unsigned y = 0; y < other.height; ++y)
+            for (unsigned x = 0; x < other.width; ++x) At(left + x, top + y) = other.At(x, y);
+    }
 };
 
-inline bool SavePng(Picture const& picture, std::string const& path) {
+inline std::vector<std::uint8_t> MakePng(Picture const& picture) {
     std::vector<std::uint8_t> file;
-    if (!image::EncodePng(picture.pixels.data(), picture.width, picture.height, picture.width * 4u, PF_A8R8G8B8, file))
-        return false;
-    std::ofstream out(path, std::ios::binary);
-    out.write(reinterpret_cast<char const*>(file.data()), static_cast<std::streamsize>(file.size()));
-    return out.good();
+    image::EncodePng(picture.pixels.data(), picture.width, picture.height, picture.width * 4u, PF_A8R8G8B8, file);
+    return file;
 }
 
-inline bool LoadPicture(std::string const& path, Picture& picture) {
-    std::ifstream in(path, std::ios::binary);
-    std::string const file{std::istreambuf_iterator<char>(in), {}};
-    image::DecodedImage image;
-    if (!image::DecodeImage(file.data(), file.size(), image) || !image::ConvertToArgb(image)) return false;
-    picture = Picture(image.width, image.height);
-    for (std::size_t i = 0; i < picture.pixels.size(); ++i) {
-        auto const* const p = &image.bytes[i * 4];
-        picture.pixels[i] = static_cast<std::uint32_t>(p[0] | p[1] << 8 | p[2] << 16) | static_cast<std::uint32_t>(p[3])
-                                                                                            << 24;
-    }
-    return true;
+inline bool SavePng(Picture const& picture, std::string const& path) {
+    auto const file = MakePng(picture);
+    std::ofstream out(path, std::ios::binary);
+    out.write(reinterpret_cast<char const*>(file.data()), static_cast<std::streamsize>(file.size()));
+    return !file.empty() && out.good();
 }
 
 /// How much two pictures may differ: a pixel counts as different if a channel is further off than `channel`, and at
@@ -68,39 +59,8 @@ struct Tolerance {
 /// The largest difference of a channel of two pixels.
 inline int ChannelDifference(std::uint32_t a, std::uint32_t b) {
     int most = 0;
-    for (int shift = 0; shift < 32; shift += 8) {
+    for (int shift = 0; shift < 32; shift += 8)
         most = std::max(most, std::abs(static_cast<int>(a >> shift & 255) - static_cast<int>(b >> shift & 255)));
-    }
     return most;
-}
-
-/// A failure leaves `<name>-got.png`, `<name>-wanted.png` and `<name>-difference.png` (black where they agree) in the
-/// folder of the run, and says where.
-inline testing::AssertionResult IsLike(Picture const& got, Picture const& wanted, Tolerance tolerance,
-                                       std::string const& name) {
-    if (got.width != wanted.width || got.height != wanted.height) {
-        return testing::AssertionFailure() << name << ": " << got.width << " x " << got.height << " instead of "
-                                           << wanted.width << " x " << wanted.height;
-    }
-    Picture difference(got.width, got.height, 0xFF000000u);
-    std::size_t count = 0, first = 0;
-    int most = 0;
-    for (std::size_t i = 0; i < got.pixels.size(); ++i) {
-        int const off = ChannelDifference(got.pixels[i], wanted.pixels[i]);
-        most = std::max(most, off);
-        if (off <= tolerance.channel) continue;
-        if (count++ == 0) first = i;
-        difference.pixels[i] = 0xFF000000u | static_cast<std::uint32_t>(std::min(64 + off * 4, 255)) * 0x010101u;
-    }
-    if (static_cast<double>(count) <= tolerance.share * static_cast<double>(got.pixels.size()))
-        return testing::AssertionSuccess();
-    SavePng(got, name + "-got.png");
-    SavePng(wanted, name + "-wanted.png");
-    SavePng(difference, name + "-difference.png");
-    return testing::AssertionFailure() << name << ": " << count << " of " << got.pixels.size()
-                                       << " pixels differ, the first at " << first % got.width << ", "
-                                       << first / got.width << ", by up to " << most << " (" << std::hex
-                                       << got.pixels[first] << " instead of " << wanted.pixels[first] << "); see "
-                                       << std::filesystem::absolute(name).string() << "-*.png";
 }
 } // namespace qk3d::gltest
