@@ -12,10 +12,9 @@
 #include "QK3DSceneManager.h"
 #include "QK3DSceneNode.h"
 #include "QK3DViewport.h"
+#include "TestFiles.h"
 
 #include <array>
-#include <cstring>
-#include <json/value.h>
 
 using namespace qk3d;
 
@@ -49,6 +48,7 @@ protected:
         if (m_system) Screen().RemoveAllOverlayItem();
         if (m_system) Screen().RemoveAllViewport();
         m_held.clear();
+        m_box.reset();
         engine.DestoryAllSceneManager();
         CQK3DMain::GetOverlayManager().DestroyAllOverlayItem();
         CQK3DMain::GetResourceSystem().DestroyAllResources();
@@ -57,18 +57,15 @@ protected:
 
     template <class T>
     _ResourceSharePtr<T> Create(char const* type, string const& name) {
-        qklib::CSharePtr<CResourceLoader> noLoader;
-        _ResourceSharePtr<T> resource = CQK3DMain::GetResourceSystem().CreateResource(type, "", name, false, noLoader);
+        _ResourceSharePtr<T> resource =
+            CQK3DMain::GetResourceSystem().CreateResource(type, "", name, false, NoLoader());
         m_held.push_back(resource);
         return resource;
     }
 
     void MakeChecks() {
-        auto texture = Create<CTexture>("CTexture", "checks");
-        texture->SetRenderSystem(m_system);
-        texture->SetWidth(32);
-        texture->SetHeight(32);
-        texture->SetPixelFormat(PF_A8R8G8B8);
+        auto texture = MakeTargetTexture("checks", 32, 32, PF_A8R8G8B8, CTexture::TU_DEFAULT);
+        m_held.push_back(texture);
         texture->SetMipLevels(0);
         ASSERT_TRUE(texture->Load());
         Picture checks(32, 32);
@@ -84,42 +81,32 @@ protected:
         mesh->SetRenderSystem(m_system);
         mesh->MakeSureLoaded();
         CSubMesh* const part = mesh->CreateSubMesh(false);
-        CVertexData* const data = part->GetVertexData();
-        CVertexDeclaration* const declaration = data->GetVertexDeclaration();
-        declaration->AddElement(0, VET_FLOAT3, VES_POSITION);
-        declaration->AddElement(0, VET_FLOAT3, VES_NORMAL);
-        declaration->AddElement(0, VET_FLOAT2, VES_TEXCOORD);
         std::vector<float> vertices;
         std::vector<std::uint16_t> indices;
-        for (int face = 0; face < 6; ++face) {
-            // Axes of the face: n looks out; u and v span it so that the corners below run clockwise seen from outside.
-            int const axis = face % 3;
+        for (std::size_t face = 0; face < 6; ++face) {
+            // u and v span the face so that the corners below run clockwise seen from outside.
+            std::size_t const axis = face % 3;
             float const side = face < 3 ? 1.0f : -1.0f;
             auto const first = static_cast<std::uint16_t>(vertices.size() / 8);
             for (auto const& [u, v] : {std::pair(-1.0f, -1.0f), {-1.0f, 1.0f}, {1.0f, 1.0f}, {1.0f, -1.0f}}) {
                 std::array<float, 3> position = {}, normal = {};
-                position[static_cast<std::size_t>(axis)] = normal[static_cast<std::size_t>(axis)] = side;
-                position[static_cast<std::size_t>((axis + 1) % 3)] = v * side;
-                position[static_cast<std::size_t>((axis + 2) % 3)] = u;
+                position[axis] = normal[axis] = side;
+                position[(axis + 1) % 3] = v * side;
+                position[(axis + 2) % 3] = u;
                 vertices.insert(vertices.end(), position.begin(), position.end());
                 vertices.insert(vertices.end(), normal.begin(), normal.end());
                 vertices.insert(vertices.end(), {u * 0.5f + 0.5f, 0.5f - v * 0.5f});
             }
             for (int const corner : {0, 1, 2, 0, 2, 3}) indices.push_back(static_cast<std::uint16_t>(first + corner));
         }
-        auto& manager = *System().GetHardwareBufferManager();
-        auto buffer = manager.CreateVertexBuffer(32, 24, CHardwareBuffer::HBU_STATIC, false, false);
-        ASSERT_TRUE(buffer->Create());
-        buffer->WriteData(0, vertices.size() * sizeof(float), vertices.data(), true);
-        data->GetVertexBufferBinding()->SetSource(0, buffer);
-        data->SetVertexNum(24);
-        auto indexBuffer =
-            manager.CreateIndexBuffer(CHardwareIndexBuffer::IT_16BIT, 36, CHardwareBuffer::HBU_STATIC, false, false);
-        ASSERT_TRUE(indexBuffer->Create());
-        indexBuffer->WriteData(0, 72, indices.data(), true);
+        m_box = std::make_unique<Shape>(
+            System(), ST_TRIANGLELIST,
+            Shape::Fields{{VET_FLOAT3, VES_POSITION}, {VET_FLOAT3, VES_NORMAL}, {VET_FLOAT2, VES_TEXCOORD}},
+            vertices.data(), vertices.size() * sizeof(float));
+        m_box->SetIndices(indices);
+        *part->GetVertexData() = m_box->vertices;
         part->CreateIndexData();
-        part->GetIndexData()->SetIndexBuffer(indexBuffer);
-        part->GetIndexData()->SetIndexNum(36);
+        *part->GetIndexData() = m_box->indices;
         part->SetMaterialName("box material");
     }
 
@@ -138,6 +125,7 @@ protected:
     }
 
     std::vector<ResourceSharePtr> m_held;
+    std::unique_ptr<Shape> m_box;
 };
 } // namespace
 
@@ -159,16 +147,9 @@ TEST_F(GLScene, DrawsAFrameAsItDidBefore) {
     CCamera* const camera = scene->CreateCamera("camera");
     camera->SetViewParams(Vector3(0, 1.5f, -4), Vector3(0, 0.3f, 1), Vector3(0, 1, 0));
     camera->SetProjParams(0.9f, 4.0f / 3, 0.5f, 50);
-    Json::Value light, surface;
-    light["Index"] = 0;
-    light["Enable"] = true;
-    light["Type"] = "DIRECTIONAL";
-    for (double const number : {0.5, -1.0, 0.7}) light["Direction"].append(number);
-    for (double const number : {0.9, 0.85, 0.8}) light["Diffuse"].append(number);
-    for (int i = 0; i < 3; ++i) light["Specular"].append(0.6), surface["Specular"].append(1);
-    surface["Power"] = 12;
-    ASSERT_TRUE(System().UnusualCall("SetLight", &light, nullptr));
-    ASSERT_TRUE(System().UnusualCall("SetMaterial", &surface, nullptr));
+    ASSERT_TRUE(Call("SetLight", R"({"Index": 0, "Enable": true, "Type": "DIRECTIONAL", "Direction": [0.5, -1, 0.7],
+                                     "Diffuse": [0.9, 0.85, 0.8], "Specular": [0.6, 0.6, 0.6]})"));
+    ASSERT_TRUE(Call("SetMaterial", R"({"Specular": [1, 1, 1], "Power": 12})"));
 
     // The same scene from above, in a texture that an overlay shows in the corner.
     auto mirror = MakeTargetTexture("mirror", 48, 36, PF_X8R8G8B8);
@@ -195,16 +176,13 @@ TEST_F(GLScene, DrawsAFrameAsItDidBefore) {
     // Devices differ where an edge cuts a pixel and in the last bits of lighting and filtering.
     EXPECT_TRUE(MatchesReference(first, "scene", {6, 0.01}));
 
-    Json::Value statistics;
-    ASSERT_TRUE(System().UnusualCall("GetStatistics", nullptr, &statistics));
-    auto const compilations = statistics["Compilations"].asUInt64();
+    auto const compilations = Statistic("Compilations");
     for (long long time = 2; time < 5; ++time) ASSERT_TRUE(System().UpdateAllRenderTarget(time));
     EXPECT_TRUE(Matches(ReadTarget(*window), first)) << "a later frame of a still scene";
-    ASSERT_TRUE(System().UnusualCall("GetStatistics", nullptr, &statistics));
-    EXPECT_EQ(statistics["Compilations"].asUInt64(), compilations);
+    EXPECT_EQ(Statistic("Compilations"), compilations);
 
     // The pixels of "checks" were written once, and the overlay's quad is not written again: all of it comes back.
-    ASSERT_TRUE(System().UnusualCall("LoseDevice", nullptr, nullptr));
+    ASSERT_TRUE(Call("LoseDevice"));
     ASSERT_TRUE(System().UpdateAllRenderTarget(5));
     EXPECT_TRUE(Matches(ReadTarget(*window), first)) << "after a device loss";
     window->RemoveAllOverlayItem();

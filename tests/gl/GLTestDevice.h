@@ -96,7 +96,8 @@ public:
 
     /// Loads the plug-in with such options; unloads one that is loaded with others. `Stop` unloads it and clears the
     /// engine.
-    static bool Start(std::string const& options = R"({"Windows": "NONE", "Debug": true})");
+    static constexpr char kHeadless[] = R"({"Windows": "NONE", "Debug": true})";
+    static bool Start(std::string const& options = kHeadless);
     static void Stop();
 
     /// For a test that took the plug-in down by other means.
