@@ -7,7 +7,6 @@
 #include "QK3DTextureState.h"
 
 #include <array>
-#include <functional>
 #include <map>
 #include <random>
 #include <set>
@@ -25,12 +24,7 @@ protected:
         GLTest::SetUp();
         Fill();
     }
-    void TearDown() override {
-        Empty();
-        GLTest::TearDown();
-    }
     void Renew() {
-        Empty();
         DropSystem();
         MakeSystem();
         Fill();
@@ -38,12 +32,14 @@ protected:
 
     /// What a device holds besides states, the same for each of them.
     void Fill() {
+        m_shapes.clear();
         std::mt19937 random(7);
         for (auto& texture : m_textures) {
             Picture image(8, 8);
             for (auto& pixel : image.pixels) pixel = static_cast<std::uint32_t>(random());
             texture = MakeTexture(image);
         }
+        m_target = {}; // whose name the next one takes
         m_target = MakeTargetTexture("sequence", 24, 24, PF_A8R8G8B8);
         auto const add = [&](EShapeType type, auto const&... corners) {
             m_shapes.push_back(std::make_unique<Shape>(System(), type, corners...));
@@ -64,75 +60,56 @@ protected:
         float const lit[] = {-0.2f, 0.8f, 0.3f, 0, 0, -1, 0.7f, 0.8f, 0.3f, 0.6f, 0, -0.8f, 0.2f, -0.2f, 0.3f, 0, 1, 0};
         add(ST_TRIANGLELIST, Shape::Fields{{VET_FLOAT3, VES_POSITION}, {VET_FLOAT3, VES_NORMAL}}, lit, sizeof lit);
     }
-    void Empty() {
-        for (auto& texture : m_textures) texture.reset();
-        m_shapes.clear();
-        m_target = {};
-    }
-
     Picture DrawScene() {
         Clear(0xFF203040);
         for (auto const& shape : m_shapes) shape->Draw();
         return Read();
     }
 
-    using Change = std::function<void()>;
+    /// What a change is of: a kind of thing, a number in it, a stage. The last one of each is all that counts in the end.
+    using Subject = std::array<unsigned, 3>;
 
-    /// A random change and the name of what it changes. The last one of each name is all that counts in the end.
-    std::pair<std::string, Change> MakeChange(std::mt19937& random) {
-        auto const pick = [&](std::size_t count) { return static_cast<unsigned>(random() % count); };
-        auto const value = kValues[pick(std::size(kValues))];
-        unsigned const stage = pick(3), which = pick(4);
-        std::string const at = " " + std::to_string(stage);
+    static Subject PickSubject(std::mt19937& random) {
+        constexpr unsigned kKinds[] = {0, 0, 0, 0, 0, 0, 1, 1, 2, 3, 4, 5};
+        constexpr unsigned kCounts[] = {
+            CRenderState::LAST_STATE, CTextureState::LAST_STATE, CSamplerState::LAST_STATE, 1, 3, 4};
+        unsigned const kind = kKinds[random() % std::size(kKinds)];
+        unsigned const number = 1 + static_cast<unsigned>(random() % kCounts[kind]);
+        bool const single = kind == 0 || kind > 3;
+        return {kind, number, single ? 0 : static_cast<unsigned>(random() % 3)};
+    }
+
+    void Set(Subject const& subject, std::uint32_t value) {
+        auto const [kind, number, stage] = subject;
+        int const state = static_cast<int>(number);
         Matrix44 matrix = Matrix44::IDENTITY;
         matrix.m[0] = 0.7f + static_cast<float>(value % 5) * 0.1f;
         matrix.m[8] = 0.25f;
         matrix.m[12] = static_cast<float>(value % 7) * 0.1f - 0.3f;
-        switch (pick(12)) {
-        default: {
-            int const state = 1 + static_cast<int>(pick(CRenderState::LAST_STATE));
-            return {"render " + std::to_string(state),
-                    [=, this] { (System().*CRenderState::GetDeviceSetter(state))(value); }};
-        }
-        case 5:
-        case 6: {
-            int const state = 1 + static_cast<int>(pick(CTextureState::LAST_STATE));
-            if (state == CTextureState::TRANSFORMMATRIX) break;
-            return {"stage " + std::to_string(state) + at,
-                    [=, this] { (System().*CTextureState::GetDeviceSetter(state))(stage, StageValue(value)); }};
-        }
-        case 7: {
-            int const state = 1 + static_cast<int>(pick(CSamplerState::LAST_STATE));
-            return {"sampler " + std::to_string(state) + at,
-                    [=, this] { (System().*CSamplerState::GetDeviceSetter(state))(stage, value); }};
-        }
-        case 8:
-            return {"texture" + at, [=, this] {
-                        System().SetTexture(stage, which < 3, which < 3 ? m_textures[which].get() : nullptr);
-                    }};
-        case 9: {
-            using Setter = void (CRenderSystem::*)(Matrix44 const&);
-            static constexpr Setter kSetters[] = {&CRenderSystem::SetWorldMatrix, &CRenderSystem::SetViewMatrix,
-                                                  &CRenderSystem::SetProjectionMatrix};
-            return {"transform" + at, [=, this] { (System().*kSetters[stage])(matrix); }};
-        }
-        case 10: {
-            auto const three = [&] {
-                auto const number = [&] { return std::to_string(pick(9) * 0.25 - 1); };
-                return "[" + number() + ", " + number() + ", " + number() + "]";
-            };
-            static char const* const kCommands[] = {"SetLight", "SetClipPlane", "SetMaterial", "SetScissorRect"};
-            static char const* const kTypes[] = {"POINT", "SPOT", "DIRECTIONAL"};
+        if (kind == 0) {
+            (System().*CRenderState::GetDeviceSetter(state))(value);
+        } else if (kind == 1 && state == CTextureState::TRANSFORMMATRIX) {
+            System().SetTransformMatrix(stage, &matrix);
+        } else if (kind == 1) {
+            (System().*CTextureState::GetDeviceSetter(state))(stage, StageValue(value));
+        } else if (kind == 2) {
+            (System().*CSamplerState::GetDeviceSetter(state))(stage, value);
+        } else if (kind == 3) {
+            System().SetTexture(stage, value % 4 < 3, value % 4 < 3 ? m_textures[value % 4].get() : nullptr);
+        } else if (kind == 4) {
+            (System().*std::array{&CRenderSystem::SetWorldMatrix, &CRenderSystem::SetViewMatrix,
+                                  &CRenderSystem::SetProjectionMatrix}[number - 1])(matrix);
+        } else {
             // Each command takes what it knows.
-            std::string const json = R"({"Index": )" + at + R"(, "Type": ")" + kTypes[pick(3)] + R"(", "Range": 10,
-                "Enable": )" + (pick(3) ? "true" : "false") +
-                                     R"(, "Diffuse": )" + three() + R"(, "Ambient": )" + three() + R"(, "Position": )" +
-                                     three() + R"(, "Direction": )" + three() + R"(, "Phi": 1.5, "Plane": )" + three() +
-                                     R"(, "Rect": [1, 2, 40, )" + std::to_string(pick(40)) + "]}";
-            return {kCommands[which] + (which < 2 ? at : ""), [=, this] { EXPECT_TRUE(Call(kCommands[which], json)); }};
+            static char const* const kInputs[] = {
+                R"({"Index": 0, "Enable": true, "Type": "POINT", "Position": [0.5, -0.5, -1], "Range": 10,
+                    "Diffuse": [0.5, 1, 0.25], "Plane": [1, 0.5, 0, 0.25], "Rect": [1, 2, 40, 30]})",
+                R"({"Index": 0, "Enable": true, "Type": "DIRECTIONAL", "Direction": [0.25, -1, 0.5],
+                    "Diffuse": [1, 0.75, 0.5], "Plane": [-0.5, 1, 0, 0.5], "Rect": [9, 0, 50, 60]})",
+                R"({"Index": 0, "Enable": false, "Type": "SPOT", "Diffuse": [0, 0, 1], "Plane": [0, 0, 0, 1], "Rect": [0, 0, 64, 64]})"};
+            EXPECT_TRUE(Call(std::array{"SetLight", "SetClipPlane", "SetMaterial", "SetScissorRect"}[number - 1],
+                             kInputs[value % 3]));
         }
-        }
-        return {"matrix" + at, [=, this]() mutable { System().SetTransformMatrix(stage, &matrix); }};
     }
 
     /// Things that happen to a device and must leave no trace in what it draws next.
@@ -160,16 +137,15 @@ TEST_F(GLStateSequence, LeavesNoTraceOfWhatWasSetBefore) {
     int shown = 0;
     for (unsigned seed = 0; seed < 10; ++seed) {
         std::mt19937 random(seed);
-        std::map<std::string, Change> last;
+        std::map<Subject, std::uint32_t> last;
         for (int step = 0; step < 80; ++step) {
-            auto [name, change] = MakeChange(random);
-            change();
-            last.insert_or_assign(name, std::move(change));
+            Subject const subject = PickSubject(random);
+            Set(subject, last[subject] = kValues[random() % std::size(kValues)]);
             if (step % 4 == 0) Disturb(random);
         }
         Picture const picture = DrawScene();
         Renew();
-        for (auto const& [name, change] : last) change();
+        for (auto const& [subject, value] : last) Set(subject, value);
         EXPECT_TRUE(Matches(DrawScene(), picture)) << "seed " << seed;
         shown += picture != Picture(kSize, kSize, picture.At(0, 0));
         Renew();
@@ -181,8 +157,8 @@ TEST_F(GLStateSequence, LeavesNoTraceOfWhatWasSetBefore) {
 // so is seldom noticed. Here one state changes between two draws, in a setting where it has something to say.
 TEST_F(GLStateSequence, SendsEachRenderStateAgainWhenItAloneChanges) {
     using S = CRenderState;
-    std::map<int, std::uint32_t> base;
-    for (int state = 1; state <= S::LAST_STATE; ++state)
+    std::map<unsigned, std::uint32_t> base;
+    for (unsigned state = 1; state <= S::LAST_STATE; ++state)
         base[state] = static_cast<std::uint32_t>(System().GetDefaultRenderState()->GetState(S::EState(state)));
     // clang-format off
     constexpr std::pair<S::EState, std::uint32_t> kSetting[] = {
@@ -195,8 +171,7 @@ TEST_F(GLStateSequence, SendsEachRenderStateAgainWhenItAloneChanges) {
         {S::POINTSIZE, 0x40A00000}, {S::SCISSORTESTENABLE, 1}};
     // clang-format on
     for (auto const& [state, value] : kSetting) base[state] = value;
-    auto const set = [this](int state, std::uint32_t value) { (System().*S::GetDeviceSetter(state))(value); };
-    for (auto const& [state, value] : base) set(state, value);
+    for (auto const& [state, value] : base) Set({0, state}, value);
     ASSERT_TRUE(Call("SetLight", R"({"Index": 0, "Enable": true, "Direction": [0.3, -0.5, 1]})"));
     ASSERT_TRUE(Call("SetClipPlane", R"({"Index": 0, "Plane": [0.3, 1, 0, 0.9]})"));
     ASSERT_TRUE(Call("SetScissorRect", R"({"Rect": [1, 1, 60, 60]})"));
@@ -205,19 +180,19 @@ TEST_F(GLStateSequence, SendsEachRenderStateAgainWhenItAloneChanges) {
     Screen().SetInitStencil(3);
 
     Picture const plain = DrawScene();
-    std::set<int> visible;
+    std::set<unsigned> visible;
     for (auto const& [state, value] : base) {
         if ((state >= S::WRAP0 && state <= S::WRAP7) || (state >= S::WRAP8 && state <= S::WRAP15) ||
             (state >= S::MINTESSELLATIONLEVEL && state <= S::ENABLEADAPTIVETESSELLATION))
             continue; // no counterpart on this device
         for (std::uint32_t const other : {0u, 2u}) {
             if (other == value) continue;
-            set(state, other);
+            Set({0, state}, other);
             Picture const picture = DrawScene();
             ASSERT_TRUE(LoseAndRestore()); // after which everything is sent again
             EXPECT_TRUE(Matches(picture, DrawScene())) << "state " << state << " to " << other;
             if (picture != plain) visible.insert(state);
-            set(state, value);
+            Set({0, state}, value);
             DrawScene();
         }
     }
