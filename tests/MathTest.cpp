@@ -8,7 +8,6 @@
 #include <cstring>
 #include <gtest/gtest.h>
 #include <random>
-#include <sstream>
 
 using namespace qk3d;
 
@@ -55,13 +54,6 @@ template <class Matrix>
 
 bool SameBits(Matrix44 const& a, Matrix44 const& b) { return std::memcmp(a.m, b.m, sizeof a.m) == 0; }
 
-template <class T>
-std::string Text(T const& value) {
-    std::ostringstream out;
-    out << value;
-    return out.str();
-}
-
 // The row product as the text books have it, one product and one sum at a time.
 float PlainDot(float const* row, float const* column) {
     float sum = row[0] * column[0];
@@ -73,67 +65,18 @@ float PlainDot(float const* row, float const* column) {
 }
 } // namespace
 
-TEST(MathTypes, StartAtZeroAndAreRunsOfFloats) {
-    EXPECT_EQ(Vector4(), Vector4(0, 0, 0, 0));
-    EXPECT_EQ(Quaternion(), Quaternion::ZERO);
-    EXPECT_FALSE(Quaternion().IsIdentity());
-    EXPECT_FALSE(Matrix44().IsIdentity());
-    EXPECT_EQ(sizeof(Vector3), 3 * sizeof(float));
-    EXPECT_EQ(sizeof(Matrix33), 9 * sizeof(float));
-    EXPECT_EQ(sizeof(Matrix44), 16 * sizeof(float));
-    Plane plane(1, 2, 3, 4);
-    EXPECT_EQ(static_cast<float*>(plane)[3], 4);
-    EXPECT_EQ(Vector4(Vector3(1, 2, 3)).w, 1);
-    EXPECT_EQ(Vector3(Vector4(2, 4, 6, 2)), Vector3(2, 4, 6)); // no division by w
-}
-
-TEST(MathTypes, CompareExactly) {
-    EXPECT_NE(Vector3(1, 2, 3), Vector3(1, 2, std::nextafter(3.0f, 4.0f)));
-    EXPECT_FALSE(Vector3(1, 2, 3) != Vector3(1, 2, 3));
-    for (int i = 0; i < 16; ++i) {
-        Matrix44 m = Matrix44::IDENTITY;
-        m[i] = std::nextafter(m[i], 2.0f);
-        EXPECT_FALSE(m.IsIdentity()) << i;
-        m[i] = NAN;
-        EXPECT_NE(m, m) << i;
-    }
-}
-
-TEST(MathTypes, ScalarDivisionIsByTheReciprocalFromBothSides) {
-    EXPECT_EQ(2 / Vector2(2, 4), Vector2(1, 2));
-    EXPECT_EQ(2 / Quaternion(2, 4, 6, 8), Quaternion(1, 2, 3, 4));
+TEST(MathTypes, DivideByTheReciprocalAndLeaveZeroLengthAlone) {
     float const third = 1.0f / 3.0f;
     EXPECT_EQ((Vector3(7, 11, 13) / 3.0f), Vector3(7 * third, 11 * third, 13 * third));
-    Vector3 v(1, 2, 3);
-    EXPECT_EQ(v * Vector3(4, 5, 6), Vector3(-3, 6, -3)); // a cross product
-    EXPECT_EQ(v -= Vector3(1, 1, 1), Vector3(0, 1, 2));
-    EXPECT_EQ(v /= 2, Vector3(0, 0.5f, 1));
-}
-
-TEST(MathTypes, NormalizingZeroLengthChangesNothing) {
-    EXPECT_EQ(Vector2().GetNormalized(), Vector2::ZERO);
+    EXPECT_EQ(2 / Quaternion(2, 4, 6, 8), Quaternion(1, 2, 3, 4));
+    EXPECT_EQ(Vector3(0, 3, 4).GetNormalized(), Vector3(0, 3 * (1.0f / 5), 4 * (1.0f / 5)));
     EXPECT_EQ(Vector4().GetNormalized(), Vector4::ZERO);
     EXPECT_EQ(Quaternion().GetNormalize(), Quaternion::ZERO);
     EXPECT_EQ(Plane(0, 0, 0, 5).GetNormalized(), Plane(0, 0, 0, 5));
-    EXPECT_EQ(Vector3(0, 3, 4).GetNormalized(), Vector3(0, 3 * (1.0f / 5), 4 * (1.0f / 5)));
-    EXPECT_EQ(Plane(0, 0, 2, 6).GetNormalized(), Plane(0, 0, 1, 3));
-}
-
-TEST(MathTypes, PrintInFixedNotationAndResetTheStream) {
-    std::ostringstream out;
-    out << std::scientific << Vector2(1, 2.5f) << 0.5;
-    EXPECT_EQ(out.str(), "[1.000000,2.500000]0.5");
-    EXPECT_EQ(Text(Quaternion(1, 2, 3, 4)), "[4.000000,(1.000000,2.000000,3.000000)]");
-    EXPECT_EQ(Text(Plane(1, 2, 3, 4)), "[1.000000,2.000000,3.000000,4.000000]");
-    EXPECT_EQ(Text(Matrix33(1, 2, 3, 4, 5, 6, 7, 8, 9)), "1.000000\t2.000000\t3.000000\n4.000000\t5.000000\t6.000000\n"
-                                                         "7.000000\t8.000000\t9.000000\n");
-    std::string const text = Text(Matrix44::IDENTITY);
-    EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 3);
-    EXPECT_EQ(text.back(), '0');
 }
 
 TEST(MathProducts, EachFormOfVectorByMatrixHasItsOwnRule) {
-    Matrix44 m(1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16);
+    Matrix44 const m(1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16);
     Matrix33 const a(1, 2, 3, 4, 5, 6, 7, 8, 9);
     Vector2 flat(1, 2);
     EXPECT_EQ(flat * a, Vector2(16, 20));
@@ -144,19 +87,10 @@ TEST(MathProducts, EachFormOfVectorByMatrixHasItsOwnRule) {
     EXPECT_EQ(v *= m, Vector3(51, 58, 65)); // no division
     float const w = 1.0f / 72.0f;
     EXPECT_EQ(Vector3(1, 2, 3) * m, Vector3(51 * w, 58 * w, 65 * w));
-    Vector3 transformed(1, 2, 3);
-    VecTransform(transformed, m);
-    EXPECT_EQ(transformed, Vector3(51 * w, 58 * w, 65 * w));
     EXPECT_EQ(Vector4(1, 2, 3, 1) * m, Vector4(51, 58, 65, 72));
-
     Matrix44 const mixed = m * a; // rows by the 3x3, the right column stays
-    EXPECT_EQ(mixed.GetRow(3),
-              Vector4(13 * 1 + 14 * 4 + 15 * 7, 13 * 2 + 14 * 5 + 15 * 8, 13 * 3 + 14 * 6 + 15 * 9, 16));
+    EXPECT_EQ(mixed.GetRow(3), Vector4(174, 216, 258, 16));
     EXPECT_EQ(mixed.GetCol(3), m.GetCol(3));
-    EXPECT_EQ(Matrix44(a), Matrix44(1, 2, 3, 0, 4, 5, 6, 0, 7, 8, 9, 0, 0, 0, 0, 1));
-    m.SetRow(1, {0, 0, 0, 0});
-    m.SetCol(2, {1, 1, 1, 1});
-    EXPECT_EQ(m, Matrix44(1, 2, 1, 4, 0, 0, 1, 0, 9, 10, 1, 12, 13, 14, 1, 16));
 }
 
 TEST_F(Twin, FourWideProductsAreThePlainFormulaBitForBit) {
@@ -181,7 +115,6 @@ TEST_F(Twin, InverseTakesTheTransformBack) {
         Matrix44 const inverse = m.GetInverse();
         // Elements up to 50, stretched by up to 2.5 and down by 0.5: some ten roundings of 6e-8 of 125.
         ASSERT_TRUE(Near(m * inverse, Matrix44::IDENTITY, 2e-4f));
-        ASSERT_TRUE(Near(Vector3(Number(10), 1, 2) * m * inverse, Vector3(Number(0), 1, 2), 20.1f));
         Matrix33 const part(m[0], m[1], m[2], m[4], m[5], m[6], m[8], m[9], m[10]);
         ASSERT_EQ(Matrix44(part).Determinant(), part.Determinant());
         Matrix44 const partInverse(part.GetInverse());
@@ -196,14 +129,11 @@ TEST(MathProducts, DeterminantAndInverseLookAtTheUpperLeftOnly) {
     m[15] = 5;
     EXPECT_EQ(m.Determinant(), 1);
     EXPECT_EQ(m.GetInverse().GetCol(3), Vector4(0, 0, 0, 1));
-    EXPECT_TRUE(Matrix33().GetInverse().IsIdentity());
-    EXPECT_TRUE(MatBuildTranslation(1, 2, 3).GetTranspose().GetInverse().GetCol(3) == Vector4(0, 0, 0, 1));
     Matrix44 flat = MatBuildScale(1, 0, 1) * MatBuildTranslation(1, 2, 3);
     EXPECT_TRUE(flat.Invert().IsIdentity());
     float const threshold = 1.1920929e-7f; // exactly there it is still inverted
     EXPECT_FALSE(MatBuildScale(threshold, 1, 1).GetInverse().IsIdentity());
     EXPECT_TRUE(MatBuildScale(std::nextafter(threshold, 0.0f), 1, 1).GetInverse().IsIdentity());
-    EXPECT_TRUE(MatBuildScale(-std::nextafter(threshold, 0.0f), 1, 1).GetInverse().IsIdentity());
 }
 
 TEST(MathAngles, AreSampledFromTheTableInItsOwnOrder) {
@@ -273,54 +203,33 @@ TEST_F(Twin, RotationsAgreeWithEachOtherAndWithDoubles) {
         Quaternion const a = QuatBuildRotationAxis(axis, angle), b = QuatBuildRotationYawPitchRoll(yaw, pitch, roll);
         ASSERT_TRUE(
             Near(Matrix44(a * b), Matrix44(b) * Matrix44(a), 16 * kTableError)); // the other way round than matrices
-        ASSERT_TRUE(Near(MatBuildRotationX(Vector3::ZERO, angle), MatBuildRotationAxis(Vector3::UNIT_X, angle), 1e-6f));
+        Matrix44 const there = MatBuildTranslation(-point.x, -point.y, -point.z);
+        for (auto const& [around, plain] : {std::pair(MatBuildRotationX(point, angle), MatBuildRotationX(angle)),
+                                            {MatBuildRotationY(point, angle), MatBuildRotationY(angle)},
+                                            {MatBuildRotationZ(point, angle), MatBuildRotationZ(angle)},
+                                            {MatBuildScale(point, yaw, 1, roll), MatBuildScale(yaw, 1, roll)}})
+            ASSERT_TRUE(Near(around, there * plain * there.GetInverse(), 3e-5f));
     }
 }
 
-TEST_F(Twin, BuildersWithAPointKeepItInPlace) {
-    for (int round = 0; round < 500; ++round) {
-        Vector3 const p = Point(5);
-        Vector2 const q(p.x, p.y);
-        float const a = Number(3), b = Number(3), c = Number(3);
-        Matrix44 const builders[] = {
-            MatBuildScale(p, a, b, c),
-            MatBuildRotationX(p, a),
-            MatBuildRotationY(p, a),
-            MatBuildRotationZ(p, a),
-            MatBuildShear(p, a, b),
-            MatBuildShear(p, a, b, c, a, b, c),
-            MatBuildRotationAxis(p, p + Point(1), a),
-        };
-        for (auto const& m : builders) ASSERT_TRUE(Near(p * m, p, 3e-5f)) << m << p;
-        Matrix33 const flat[] = {MatBuild2DScale(q, a, b), MatBuild2DRotation(q, a), MatBuild2DShear(q, a, b)};
-        for (auto const& m : flat) ASSERT_LE((q * m - q).Length(), 1e-5f) << m << q;
-    }
-}
-
-TEST(MathBuilders, ElementsOfOnesOwnKind) {
+TEST(MathBuilders, RotationsOfInterestDifferInOneTerm) {
     Vector3 const p(2, 3, 4);
     Matrix44 const x = MatBuildRotationX(p, 0.5f), y = MatBuildRotationY(p, 0.5f);
     Matrix44 const xi = MatBuildRotationX_Interest(p, 0.5f), yi = MatBuildRotationY_Interest(p, 0.5f);
     EXPECT_EQ(xi[13], x[13]);
-    EXPECT_NEAR(xi[14] - x[14], 2 * 3 * x[6], 1e-5); // the sign of one term
+    EXPECT_NEAR(xi[14] - x[14], 2 * 3 * x[6], 1e-5);
     EXPECT_NEAR(yi[12] - y[12], 2 * 2 * y[0], 1e-5);
     EXPECT_EQ(yi[14], y[14]);
-    EXPECT_EQ(MatBuildShear(2, 3), Matrix44(1, 3, 0, 0, 2, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1));
-    EXPECT_EQ(MatBuildShear(1, 2, 3, 4, 5, 6), Matrix44(1, 3, 5, 0, 1, 1, 6, 0, 2, 4, 1, 0, 0, 0, 0, 1));
-    EXPECT_EQ(MatBuild2DShear(2, 3), Matrix33(1, 3, 0, 2, 1, 0, 0, 0, 1));
-    EXPECT_EQ(MatBuild2DTranslation(2, 3), Matrix33(1, 0, 0, 0, 1, 0, 2, 3, 1));
-    EXPECT_EQ(MatBuild2DScale(2, 3), Matrix33(2, 0, 0, 0, 3, 0, 0, 0, 1));
 }
 
 TEST(MathBuilders, ViewsLookAlongTheirAxis) {
     Vector3 const eye(1, 2, 3), at(4, 6, 3), up(0, 0, 9); // up is not of length 1
-    Matrix44 const left = MatBuildLookAtLH(eye, at, up), right = MatBuildLookAtRH(eye, at, up);
-    EXPECT_TRUE(Near(eye * left, Vector3::ZERO, 1e-6f));
-    EXPECT_TRUE(Near(at * left, Vector3(0, 0, 5), 1e-5f));
-    EXPECT_TRUE(Near(at * right, Vector3(0, 0, -5), 1e-5f));
-    EXPECT_TRUE(Near((eye + Vector3::UNIT_Z) * left, Vector3(0, 1, 0), 1e-6f));
-    EXPECT_TRUE(Near((eye + Vector3::UNIT_Z) * right, Vector3(0, 1, 0), 1e-6f));
-    EXPECT_TRUE(Near((eye + Vector3(4, -3, 0)) * left, Vector3(-5, 0, 0), 1e-5f));
+    for (auto const& [view, side] :
+         {std::pair(MatBuildLookAtLH(eye, at, up), 1.0f), {MatBuildLookAtRH(eye, at, up), -1.0f}}) {
+        EXPECT_TRUE(Near(eye * view, Vector3::ZERO, 1e-6f));
+        EXPECT_TRUE(Near(at * view, Vector3(0, 0, 5 * side), 1e-5f));
+        EXPECT_TRUE(Near((eye + Vector3::UNIT_Z) * view, Vector3(0, 1, 0), 1e-6f));
+    }
 }
 
 TEST(MathBuilders, ProjectionsMapTheirCornersToTheUnitBox) {
@@ -345,22 +254,11 @@ TEST(MathBuilders, ProjectionsMapTheirCornersToTheUnitBox) {
     EXPECT_TRUE(Near(Vector3(-1, -2, 1) * rows[6].m, Vector3(-1, -1, 0), 1e-5f));
 }
 
-TEST(MathQuaternions, EveryBranchFromAMatrixGivesTheRotationBack) {
-    for (Vector3 const& axis : {Vector3(1, 0.1f, 0.2f), Vector3(0.1f, 1, 0.2f), Vector3(0.2f, 0.1f, 1)})
-        for (float angle : {0.4f, 3.0f}) { // a positive trace, then a negative one for each axis
-            Quaternion const q = QuatBuildRotationAxis(axis, angle);
-            EXPECT_NEAR(std::fabs(QuatDot(Quaternion(Matrix33(q)), q)), 1, 1e-4) << axis << angle;
-            EXPECT_EQ(Quaternion(Matrix33(q)), Quaternion(Matrix44(q)));
-        }
-}
-
 TEST(MathQuaternions, SlerpTakesTheShorterWay) {
     Quaternion const a = QuatBuildRotationAxis(Vector3::UNIT_Z, 0.2f), b = QuatBuildRotationAxis(Vector3::UNIT_Z, 1.8f);
     EXPECT_TRUE(Near(Matrix44(QuatSlerp(a, b, 0.5f)), MatBuildRotationZ(1.0f), 3e-5f));
     EXPECT_TRUE(Near(Matrix44(QuatSlerp(a, -b, 0.5f)), MatBuildRotationZ(1.0f), 3e-5f));
     EXPECT_EQ(QuatSlerp(a, -a, 0.5f), a); // nearly parallel: a straight line
-    EXPECT_GT(QuatDot(QuatSlerp(a, b, 1), b), 0.9999f);
-    EXPECT_GT(QuatDot(QuatSlerp(a, b, 0), a), 0.9999f);
 }
 
 TEST(MathPlanes, FromPointsThroughLinesAndTransforms) {
@@ -368,47 +266,18 @@ TEST(MathPlanes, FromPointsThroughLinesAndTransforms) {
     EXPECT_EQ(plane, Plane(0, 0, 1, -5));
     EXPECT_EQ(Plane(Vector3(1, 1, 1), Vector3(1, 1, 1), Vector3(1, 1, 1)), Plane());
     EXPECT_EQ(plane.PointDistance({1, 1, 3}), -2);
-    EXPECT_EQ(PlaneDotVec(plane, Vector4(0, 0, 3, 2)), -7);
-    EXPECT_EQ(PlaneDotNormal(plane, {1, 1, 3}), 3);
     EXPECT_EQ(PlaneLineIntersection(plane, {0, 0, 0}, {1, 2, 1}), Vector3(5, 10, 5)); // beyond the second point
     Plane moved = plane;
-    Matrix44 const way = MatBuildTranslation(0, 0, 3);
-    EXPECT_EQ(PlaneTransform(moved, way.GetInverse().GetTranspose()), Plane(0, 0, 1, -8));
-    EXPECT_EQ(Plane(Vector3(0, 2, 0), Vector3(0, 3, 0)), Plane(0, 2, 0, -6));
+    EXPECT_EQ(PlaneTransform(moved, MatBuildTranslation(0, 0, 3).GetInverse().GetTranspose()), Plane(0, 0, 1, -8));
 }
 
-TEST(Box, SidesAndUnions) {
-    CBox box(5, 5, 10, 10);
-    EXPECT_TRUE(box.IsPointInBox({15, 15}));
-    EXPECT_FALSE(box.IsPointInBox({15.5f, 15}));
-    EXPECT_FALSE(box.IsPointInBox({4.9f, 5}));
-    box.InflateBox(1, 2);
-    EXPECT_EQ(box, CBox(4, 3, 12, 14));
-    EXPECT_EQ(box.CenterPoint(), Vector2(10, 10));
+TEST(MathTypes, BoxesAndColoursTakeAnyNumber) {
+    CBox box(4, 3, 12, 14);
     EXPECT_EQ(box + CBox(30, 0, 2, 2), CBox(4, 0, 28, 17));
     EXPECT_EQ(CBox(0, 0, 4, 4) + CBox(-10, 0, 5, 4), CBox(-10, 0, 5, 4)); // ends below zero: far to the right, unsigned
-    box.MoveToPoint(1, 2);
-    EXPECT_EQ(box, CBox(1, 2, 12, 14));
-    box.InflateBox(0x7FFFFFFF, -0x7FFFFFFF); // wraps
-    box.SetBoxEmpty();
-    EXPECT_TRUE(box.IsBoxEmpty());
-    EXPECT_FALSE(CBox(0, 0, -1, 1).IsBoxEmpty());
-}
-
-TEST(Color, PacksClampsAndTruncates) {
-    EXPECT_EQ(static_cast<unsigned int>(color(1, 2, 3, 4)), 0x01020304u);
+    box.InflateBox(0x7FFFFFFF, -0x7FFFFFFF);                              // wraps
     EXPECT_EQ(static_cast<unsigned int>(static_cast<color>(ColorInt(300, -5, 128, 255))), 0xFF0080FFu);
-    EXPECT_EQ(static_cast<color>(ColorInt(color(0x89ABCDEFu))), color(0x89ABCDEFu));
-    EXPECT_EQ((ColorInt(0, 0, 0, 255) * 0.5f).b, 127);
-    EXPECT_EQ((ColorInt(0, 0, 0, -3) * 0.5f).b, -1);
-    EXPECT_EQ((ColorInt(9, 8, 7, -7) / 2).b, -3);
-    EXPECT_EQ((ColorInt(1, 2, 3, 4) + color(1, 1, 1, 1)).a, 2);
-    EXPECT_EQ((ColorInt(1, 2, 3, 4) / 0.0f).a, 2147483647); // defined, whatever the caller asked for
-    EXPECT_EQ((ColorInt(-1, 0, 3, 4) / 0.0f).a, -2147483647 - 1);
-    EXPECT_EQ((ColorInt(-1, 0, 3, 4) / 0.0f).r, 0);
-    ColorFloat zero;
-    zero.a = 0;
-    EXPECT_FALSE(ColorFloat() == zero);
+    EXPECT_EQ((ColorInt(1, 2, 3, 4) / 0.0f).a, 2147483647);
 }
 
 TEST(Random, DrawsOncePerElementFromTheLastToTheFirst) {
@@ -419,21 +288,9 @@ TEST(Random, DrawsOncePerElementFromTheLastToTheFirst) {
     };
     std::srand(7);
     Vector4 const v = RandomNumber(Vector4::ZERO, Vector4(1, 1, 0, 1)); // z too, though its bounds are equal
-    int const next = std::rand();
     EXPECT_EQ(v, Vector4(drawn(3), drawn(2), 0, drawn(0)));
-    std::srand(7);
-    for (int i = 0; i < 4; ++i) std::rand();
-    EXPECT_EQ(std::rand(), next);
-
     std::srand(7);
     EXPECT_EQ(RandomNumber(Vector3(1, 2, 3), Vector3(1, 2, 3)), Vector3(1, 2, 3));
     float const first = RandomNumber(Vector2(0, 0), Vector2(1, 1)).y;
     EXPECT_EQ(first, drawn(0)); // equal vectors drew nothing
-}
-
-TEST(Random, OrdersTheBoundsOfEachElement) {
-    for (int i = 0; i < 1000; ++i) {
-        Vector2 const v = RandomNumber(Vector2(1, 5), Vector2(3, 2));
-        ASSERT_TRUE(v.x >= 1 && v.x <= 3 && v.y >= 2 && v.y <= 5) << v;
-    }
 }
