@@ -2,11 +2,8 @@
 #include "AllocationCount.h"
 #include "QK3DHardwareVertexBuffer.h"
 #include "QK3DMain.h"
-#include "QK3DMaterial.h"
 #include "QK3DOverlayItem.h"
 #include "QK3DOverlayManager.h"
-#include "QK3DPass.h"
-#include "QK3DRenderState.h"
 #include "QK3DResourceSystem.h"
 #include "QK3DTexture.h"
 #include "QK3DVertexBufferBinding.h"
@@ -70,23 +67,6 @@ public:
     std::vector<COverlayItem*> drawn; // the items of the screen
 };
 
-TEST_F(OverlayTest, ANumberThatIsStoredAlreadyKeepsItsForm) {
-    COverlayItem item(nullptr, nullptr, "i", 10.0f, 20.0f, 30.0f, 40.0f, 0);
-    auto const box = [&] {
-        item.Update(false, CBox(0, 0, 2, 2)); // so that a form shows: twice the number, or the number itself
-        return item.GetAbsoluteBox();
-    };
-    item.SetPosition(10, 20);
-    EXPECT_EQ(box(), CBox(20, 40, 60, 80));
-    item.SetPosition(10, 21); // new ones come together
-    EXPECT_EQ(box(), CBox(10, 21, 60, 80));
-    item.SetWidth(50);
-    EXPECT_EQ(box(), CBox(10, 21, 60, 80)) << "a size waits for something else";
-    item.SetX(11);
-    item.Scale(.5f, 2);
-    EXPECT_EQ(box(), CBox(11, 21, 25, 160));
-}
-
 TEST_F(OverlayTest, MovesSubItemsWithTheirParentAndThoseOfHiddenOnesLater) {
     COverlayItem* const panel = Item("panel", 100, 100, 200, 100);
     COverlayItem* const sub = panel->CreateSubItem("sub");
@@ -113,16 +93,13 @@ TEST_F(OverlayTest, MovesSubItemsWithTheirParentAndThoseOfHiddenOnesLater) {
 
 TEST_F(OverlayTest, KeepsATreeByName) {
     COverlayItem* const a = Item("a");
-    EXPECT_EQ(Item("a"), nullptr);
     COverlayItem* const b = a->CreateSubItem("b");
     COverlayItem* const c = b->CreateSubItem("c");
-    EXPECT_EQ(a->CreateSubItem("b"), nullptr);
-    EXPECT_EQ(manager->GetOverlayItem("a.b.c"), c);
+    EXPECT_FALSE(Item("a") || a->CreateSubItem("b"));
     for (char const* const path : {"b", "a.c", "a.b.", "a..c", ".a", "", "a.b.c.d"})
         EXPECT_EQ(manager->GetOverlayItem(path), nullptr) << path;
     a->DestroySubItem(c); // not its own
     a->DestroySubItem("none");
-    a->DestroySubItem(static_cast<COverlayItem*>(nullptr));
     EXPECT_EQ(manager->GetOverlayItem("a.b.c"), c);
     delete c; // an item may go by itself too
     EXPECT_EQ(b->GetSubItemNum(), 0);
@@ -130,7 +107,6 @@ TEST_F(OverlayTest, KeepsATreeByName) {
     EXPECT_EQ(a->GetSubItem("b"), nullptr);
     delete a;
     EXPECT_EQ(manager->GetOverlayItem("a"), nullptr);
-    manager->DestroyOverlayItem("a");
 }
 
 TEST_F(OverlayTest, DrawsNothingForAnItemWithoutATexture) {
@@ -176,7 +152,6 @@ TEST_F(OverlayTest, GivesABlankItemATextureOfItsSize) {
 
 TEST_F(OverlayTest, FollowsTheDeviceAndItsRefusals) {
     COverlayItem* const item = Shown(Item("i", 3, 3));
-    Shown(item->CreateSubItem("sub"))->SetPosition(1, 1);
     drawn = {item};
     for (char const* const operation : {"CreateBuffer", "LockBuffer"}) {
         screen.Refuse(operation);
@@ -185,15 +160,12 @@ TEST_F(OverlayTest, FollowsTheDeviceAndItsRefusals) {
         EXPECT_EQ(screen.TakeCorners(), "") << "a quad that was never written is not drawn";
         screen.RefuseNothing();
     }
-    Frame();
-    EXPECT_EQ(screen.TakeCorners(), "3,3 4,4 ");
-
     Screen other;
-    item->Render(&other, 2);
-    EXPECT_EQ(other.TakeCorners(), "3,3 4,4 ") << "written anew before it is drawn";
+    for (Screen* const each : {&screen, &other, &screen}) {
+        item->Render(each, 2);
+        EXPECT_EQ(each->TakeCorners(), "3,3 ") << "written anew before it is drawn";
+    }
     item->Render(nullptr, 3);
-    item->Render(&screen, 4);
-    EXPECT_EQ(screen.TakeCorners(), "3,3 4,4 ");
     manager.reset(); // before the other device goes
 }
 
@@ -285,18 +257,15 @@ TEST_F(OverlayTest, CopiesLooksAndOwnsNothingTwice) {
         COverlayItem copy(*item);
         EXPECT_EQ(copy.GetSubItemNum(), 0);
         copy.SetPosition(50, 60);
-        copy.SetColor(0xFF0000FFu);
         copy.Update(false, CBox());
         EXPECT_EQ(meddler.heard, "");
-        copy.Render(&screen, 2);
-        EXPECT_EQ(item->GetPass()->GetRenderState()->GetState(CRenderState::TEXTUREFACTOR), 0xFFFFFFFFu);
         *sub = copy;
         EXPECT_EQ(item->GetSubItem("sub"), sub) << "with its own name";
     }
     EXPECT_EQ(manager->GetOverlayItem("i"), item) << "the end of a copy takes no entry out";
     manager->Update();
     item->Render(&screen, 3);
-    EXPECT_EQ(screen.TakeCorners(), "10,20 50,60 10,20 60,80 ");
+    EXPECT_EQ(screen.TakeCorners(), "10,20 10,20 60,80 ");
 }
 
 TEST_F(OverlayTest, SharesALayoutThatOutlivesAnyOneManager) {

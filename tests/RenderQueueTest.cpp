@@ -2,13 +2,12 @@
 #include "QK3DCamera.h"
 #include "QK3DMaterial.h"
 #include "QK3DPass.h"
-#include "QK3DRenderOperation.h"
 #include "QK3DRenderQueue.h"
 #include "QK3DRenderState.h"
-#include "QK3DRenderableObject.h"
 #include "QK3DTextureState.h"
 #include "RecordingRenderSystem.h"
 #include "TestFiles.h"
+#include "TestRenderable.h"
 #include <algorithm>
 #include <functional>
 #include <gtest/gtest.h>
@@ -42,38 +41,7 @@ public:
     ~Technique() override { m_passes.clear(); }
 };
 
-// Draws its name into a log.
-class Thing : public CRenderableObject {
-public:
-    explicit Thing(std::string* out = nullptr, std::string name = {}, float depth = 0)
-        : depth(depth), m_out(out), m_name(std::move(name)) {}
-
-    float depth;
-    CTechnique* technique = nullptr;
-    bool isRefusing = false;
-    std::function<void()> onDraw;
-    mutable int depthQuestions = 0;
-
-    CTechnique* GetTechnique() override { return technique; }
-    void GetWorldTransform(Matrix44* out) const override { *out = MatBuildTranslation(1, 2, 3); }
-    float GetSquaredViewDepth(CCamera*, long long) const override {
-        ++depthQuestions;
-        return depth;
-    }
-    void GetRenderOperation(CRenderOperation& out) const override { out.m_renderable = this; }
-
-private:
-    bool _PerRenderImpl(CRenderSystem*, long long) override {
-        if (m_out && !isRefusing) *m_out += m_name + " ";
-        if (onDraw) onDraw();
-        return !isRefusing;
-    }
-    void _PostRenderImpl(CRenderSystem*, long long) override {
-        if (m_out) *m_out += "/" + m_name + " ";
-    }
-    std::string* m_out;
-    std::string m_name;
-};
+using Thing = CTestRenderable;
 
 struct Listener : CRenderableObject::CRenderListener {
     std::function<void()> act;
@@ -219,7 +187,7 @@ TEST_F(Queue, DrawsInOrderAndLeavesOutWhatRefuses) {
         thing->AddRenderListener(&listener);
         m_queue.AddRenderableObject(thing);
     }
-    EXPECT_EQ(Draw(), "b /b ");
+    EXPECT_EQ(Draw(), "a b /b ");
     EXPECT_EQ(listener.calls, 4); // twice before and after b, never for a
 
     // Alone with a technique of two passes, with none, and refusing.
@@ -236,28 +204,23 @@ TEST_F(Queue, DrawsInOrderAndLeavesOutWhatRefuses) {
 
 TEST_F(Queue, SurvivesWhatHappensWhileItDraws) {
     Thing a(&m_log, "a"), b(&m_log, "b"), c(&m_log, "c");
-    struct {
-        std::function<void()> act; // once, when a is drawn
-        char const* drawn;
-    } const rows[] = {{[&] { m_queue.Clear(); }, "a /a "},
-                      {[&] { m_queue.AddRenderableObject(&c); }, "a /a b /b c /c "}};
-    for (auto const& row : rows) {
+    auto const drawn = [&](Thing* first) {
         m_queue.Clear();
-        m_queue.AddRenderableObject(&a);
+        m_queue.AddRenderableObject(first);
         m_queue.AddRenderableObject(&b);
-        a.onDraw = row.act;
-        EXPECT_EQ(Draw(), row.drawn);
-    }
+        return Draw();
+    };
+    a.onDraw = [&] { m_queue.Clear(); };
+    EXPECT_EQ(drawn(&a), "a /a ");
+    a.onDraw = [&] { m_queue.AddRenderableObject(&c); };
+    EXPECT_EQ(drawn(&a), "a /a b /b c /c ");
 
     // A listener destroys the object that is drawn; one destroys the queue.
     auto* const victim = new Thing(&m_log, "victim");
     Listener kills;
     kills.act = [victim] { delete victim; };
     victim->AddRenderListener(&kills);
-    m_queue.Clear();
-    m_queue.AddRenderableObject(victim);
-    m_queue.AddRenderableObject(&b);
-    EXPECT_EQ(Draw(), "victim b /b ");
+    EXPECT_EQ(drawn(victim), "victim b /b ");
 
     auto queue = std::make_unique<CRenderQueue>();
     a.onDraw = [&] { queue.reset(); };

@@ -1,20 +1,17 @@
 // RenderTargetTest.cpp: targets, windows and viewports: when they draw, what they draw, and what may change meanwhile.
 #include "QK3DCamera.h"
-#include "QK3DMatrix.h"
 #include "QK3DMovableObject.h"
 #include "QK3DOverlayItem.h"
-#include "QK3DRenderOperation.h"
 #include "QK3DRenderQueue.h"
 #include "QK3DRenderTarget.h"
 #include "QK3DRenderWindow.h"
-#include "QK3DRenderableObject.h"
 #include "QK3DViewport.h"
 #include "RecordingRenderSystem.h"
-#include <algorithm>
+#include "TestRenderable.h"
 #include <array>
+#include <cmath>
 #include <functional>
 #include <gtest/gtest.h>
-#include <limits>
 #include <optional>
 
 namespace {
@@ -34,26 +31,10 @@ struct CListener : CRenderTarget::CUpdateListener {
 };
 
 // Draws nothing and says when it was asked to.
-class CThing : public CRenderableObject {
-public:
-    CThing(std::string& log, char const* name, float depth = 0) : m_log(log), m_name(name), m_depth(depth) {}
-    CTechnique* GetTechnique() override { return nullptr; }
-    void GetWorldTransform(Matrix44* out) const override { *out = Matrix44::IDENTITY; }
-    float GetSquaredViewDepth(CCamera*, long long) const override { return m_depth; }
-    void GetRenderOperation(CRenderOperation&) const override {}
-    std::function<void()> onRender;
-
-protected:
-    bool _PerRenderImpl(CRenderSystem*, long long) override {
-        m_log += m_name + " ";
-        if (onRender) onRender();
-        return false;
+struct CThing : CTestRenderable {
+    CThing(std::string& log, char const* name, float depth = 0) : CTestRenderable(&log, name, depth) {
+        isRefusing = true;
     }
-
-private:
-    std::string& m_log;
-    std::string m_name;
-    float m_depth;
 };
 
 // A movable object that brings one thing to the screen.
@@ -177,7 +158,7 @@ TEST_F(RenderTarget, LetsViewportsGoWhileTheyAreDrawn) {
     viewport->AddRenderableObject(&first);
     viewport->AddRenderableObject(&second);
     AddViewport(2)->AddRenderableObject(&second);
-    first.onRender = [&] {
+    first.onDraw = [&] {
         window->RemoveViewport(1);
         window->RemoveViewport(2);
         for (int zOrder : {3, -3}) AddViewport(zOrder)->AddRenderableObject(&second);
@@ -228,22 +209,13 @@ TEST_F(RenderTarget, IsNotDrawnInsideItselfAndOutlivesItsUpdate) {
 }
 
 TEST_F(RenderTarget, TurnsFractionsOfItsSizeIntoPixels) {
-    constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
-    using Four = std::array<unsigned int, 4>;
-    struct {
-        char const* what;
-        float left, top, width, height;
-        Four pixels;
-    } const rows[] = {
-        {"cut off, not rounded", 0.0012f, 0.25f, 0.9999f, 1, {0, 150, 799, 600}},
-        {"more than all of it stays", 0, 0, 1.5f, 1, {0, 0, 1200, 600}},
-        {"nothing that is a number of pixels", -2, kNan, 1e30f, -0.1f, {0, 0, 0xFFFFFFFF, 0}},
-    };
-    for (auto const& row : rows) {
-        CViewport const v(&camera, window, row.left, row.top, row.width, row.height, 0);
-        Four const pixels = {v.GetActualLeft(), v.GetActualTop(), v.GetActualWidth(), v.GetActualHeight()};
-        EXPECT_EQ(pixels, row.pixels) << row.what;
-    }
+    CViewport const cut(&camera, window, 0.0012f, 0.25f, 0.9999f, 1.5f, 0); // off, not rounded; beyond its end it stays
+    EXPECT_EQ(cut.GetActualLeft() + cut.GetActualTop(), 0u + 150u);
+    EXPECT_EQ(cut.GetActualWidth(), 799u);
+    EXPECT_EQ(cut.GetActualHeight(), 900u);
+    CViewport const odd(&camera, window, -2.0f, std::nanf(""), 1e30f, -0.1f, 0); // no number of pixels
+    EXPECT_EQ(odd.GetActualLeft() + odd.GetActualTop() + odd.GetActualHeight(), 0u);
+    EXPECT_EQ(odd.GetActualWidth(), 0xFFFFFFFFu);
 }
 
 TEST_F(RenderTarget, DrawsTheListsOfAViewportSortedOrAtOnce) {
