@@ -11,6 +11,7 @@
 #include "QK3DSceneNode.h"
 #include "RecordingRenderSystem.h"
 #include "TestFiles.h"
+#include <deque>
 #include <gtest/gtest.h>
 
 using namespace qk3d;
@@ -207,26 +208,24 @@ TEST_F(Entity, AThirdFrameAllocatesNothing) {
     material->CreateTechnique()->CreatePass();
     MeshPtr mesh = MakeMesh();
     CRenderQueue queue;
-    std::vector<std::unique_ptr<CEntity>> entities;
+    std::deque<CEntity> entities;
     for (int i = 0; i < 100; ++i) {
-        entities.push_back(std::make_unique<CEntity>(""));
-        entities[i]->SetMesh(mesh);
-        scene.GetRootSceneNode()->CreateChildSceneNode(std::to_string(i))->AttachMovableObject(entities[i].get());
+        entities.emplace_back("").SetMesh(mesh);
+        scene.GetRootSceneNode()->CreateChildSceneNode(std::to_string(i))->AttachMovableObject(&entities[i]);
     }
     m_device.CountOnly();
     auto const frame = [&] {
         scene.UpdateScene();
         queue.Clear();
-        for (auto& entity : entities) entity->AddRenderableObjectToRenderQueue(queue, &m_device);
+        for (CEntity& entity : entities) entity.AddRenderableObjectToRenderQueue(queue, &m_device);
         queue.Sort(nullptr, 0);
         queue.Render(&m_device, 0);
     };
     frame();
-    for (auto& entity : entities) entity->SetSubEntityMaterial(material);
+    for (CEntity& entity : entities) entity.SetSubEntityMaterial(material);
     frame();
     AllocationCount const count;
     frame();
     EXPECT_EQ(count.Get(), 0u);
     EXPECT_EQ(m_device.CountOf("Render"), 3u * 200);
-    entities.clear();
 }
