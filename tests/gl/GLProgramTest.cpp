@@ -76,8 +76,7 @@ protected:
     }
     void TearDown() override {
         vertex = pixel = {};
-        if (m_system) m_system->SetPass(nullptr);
-        CQK3DMain::GetResourceSystem().DestroyAllResources();
+        System().SetPass(nullptr);
         GLTest::TearDown();
     }
 

@@ -10,7 +10,6 @@
 #include <bit>
 #include <cstring>
 #include <filesystem>
-#include <iterator>
 
 using namespace qk3d;
 
@@ -84,13 +83,8 @@ testing::AssertionResult MatchesReference(Picture const& picture, std::string co
     if (std::getenv("QK3D_WRITE_REFERENCES"))
         return testing::AssertionFailure()
                << (gltest::SavePng(picture, path) ? "written, to be looked at : " : "cannot be written : ") << path;
-    std::ifstream in(path, std::ios::binary);
-    std::string const file{std::istreambuf_iterator<char>(in), {}};
-    image::DecodedImage image;
-    if (!image::DecodeImage(file.data(), file.size(), image) || !image::ConvertToArgb(image))
-        return testing::AssertionFailure() << "there is no " << path;
-    Picture reference(image.width, image.height);
-    std::memcpy(reference.pixels.data(), image.bytes.data(), reference.pixels.size() * 4);
+    Picture reference;
+    if (!gltest::LoadPicture(path, reference)) return testing::AssertionFailure() << "there is no " << path;
     return Matches(picture, reference, tolerance);
 }
 
@@ -166,6 +160,7 @@ void GLTest::SetUp() {
 
 void GLTest::TearDown() {
     DropSystem();
+    CQK3DMain::GetResourceSystem().DestroyAllResources();
     auto const errors = TakeErrors();
     EXPECT_TRUE(errors.empty()) << errors.size() << " errors, the first : " << errors.front();
 }

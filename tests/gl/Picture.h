@@ -5,7 +5,9 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstring>
 #include <fstream>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -47,6 +49,16 @@ inline bool SavePng(Picture const& picture, std::string const& path) {
     std::ofstream out(path, std::ios::binary);
     out.write(reinterpret_cast<char const*>(file.data()), static_cast<std::streamsize>(file.size()));
     return !file.empty() && out.good();
+}
+
+inline bool LoadPicture(std::string const& path, Picture& picture) {
+    std::ifstream in(path, std::ios::binary);
+    std::string const file{std::istreambuf_iterator<char>(in), {}};
+    image::DecodedImage image;
+    if (!image::DecodeImage(file.data(), file.size(), image) || !image::ConvertToArgb(image)) return false;
+    picture = Picture(image.width, image.height);
+    std::memcpy(picture.pixels.data(), image.bytes.data(), picture.pixels.size() * 4);
+    return true;
 }
 
 /// How much two pictures may differ: a pixel counts as different if a channel is further off than `channel`, and at
