@@ -37,28 +37,9 @@ protected:
 };
 } // namespace
 
-TEST_F(GLDevice, CoversExactlyThePixelsOfAQuadAndOfALine) {
-    struct {
-        char const* what;
-        float left, top, right, bottom;
-        int pixels[4];
-    } const rows[] = {
-        {"whole numbers are pixel centres, the far sides stay out", 3, 5, 10, 9, {3, 5, 10, 9}},
-        {"half a pixel back covers the same", 2.5f, 4.5f, 9.5f, 8.5f, {3, 5, 10, 9}},
-        {"beyond all sides", -7, -7, 200, 200, {0, 0, kSize, kSize}},
-        {"one pixel in the last corner", kSize - 1, kSize - 1, kSize, kSize, {kSize - 1, kSize - 1, kSize, kSize}},
-    };
-    for (auto const& row : rows) {
-        Clear();
-        DrawQuad(ScreenQuad(row.left, row.top, row.right, row.bottom, kGreen));
-        Picture expected(kSize, kSize, kBlack);
-        expected.Fill(row.pixels[0], row.pixels[1], row.pixels[2], row.pixels[3], kGreen);
-        EXPECT_TRUE(Matches(Read(), expected)) << row.what;
-    }
-
-    Clear();
+TEST_F(GLDevice, CoversExactlyThePixelsOfLinesAndOfWhatIsInSpace) {
     Draw(ST_LINELIST, std::vector<ScreenVertex>{{4, 7, 0, 1, kRed, 0, 0}, {20, 7, 0, 1, kRed, 0, 0}});
-    // In space the same rule holds: -1 is the left side of pixel 0's centre line, y points up, depth from 0 to 1.
+    // Whole numbers are pixel centres, and the far sides stay out. In space the same rule holds: -1 is the left side of pixel 0's centre line, y points up, depth from 0 to 1.
     DrawQuad(SpaceQuad(0, 0, 0.5f, -1, kBlue, 1.0f));
     DrawQuad(SpaceQuad(0, 1, 1, 0, kRed, 1.01f)); // beyond the far plane
     Picture expected(kSize, kSize, kBlack);
@@ -68,22 +49,6 @@ TEST_F(GLDevice, CoversExactlyThePixelsOfAQuadAndOfALine) {
     System().SetClipping(0);
     DrawQuad(SpaceQuad(-1, 1, 1, -1, kRed, 1.5f));
     EXPECT_TRUE(Matches(Read(), Picture(kSize, kSize, kRed))) << "without clipping nothing is beyond";
-}
-
-TEST_F(GLDevice, CullsByTheWindingOnScreenWhateverItIsDrawnInto) {
-    auto texture = MakeTargetTexture("culled", kSize, kSize, PF_A8R8G8B8);
-    for (CRenderTarget* const target : std::initializer_list<CRenderTarget*>{m_screen, texture->GetRenderTexture()}) {
-        ASSERT_TRUE(target);
-        Activate(*target);
-        for (unsigned long const mode : {1, 2, 3})
-            for (bool const clockwise : {false, true}) {
-                System().SetCullMode(mode);
-                Clear();
-                Draw(ST_TRIANGLELIST, Half(clockwise, kRed));
-                bool const drawn = mode == 1 || clockwise == (mode == 3);
-                EXPECT_EQ(ReadTarget(*target).At(5, 5) == kRed, drawn) << mode << clockwise;
-            }
-    }
 }
 
 TEST_F(GLDevice, DrawsEveryShapeWithAndWithoutIndicesFromAnyStart) {
