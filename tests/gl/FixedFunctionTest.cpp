@@ -355,29 +355,22 @@ TEST_F(FixedFunction, LightStaysANumberAtItsEdges) {
 }
 
 TEST_F(FixedFunction, AlphaTestComparesWhatTheTargetCanHold) {
-    struct {
-        char const* what;
-        EPixelFormat format;
-        float alpha;
-        bool drawn;
-    } const rows[] = {
-        {"eight bits, rounds to the same", PF_A8R8G8B8, 128.4f / 255, true},
-        {"eight bits, the next step", PF_A8R8G8B8, 128.6f / 255, false},
-        {"four bits, rounds to the same", PF_A4R4G4B4, 0.52f, true},
-        {"float, exact", PF_FLOAT32_RGBA, 128 / 255.0f, true},
-        {"float, a bit off", PF_FLOAT32_RGBA, 128.3f / 255, false},
-    };
     s.render[rs::ALPHATESTENABLE] = 1;
     s.render[rs::ALPHAREF] = 128;
     s.render[rs::ALPHAFUNC] = 3;
-    for (auto const& row : rows) {
-        auto target = MakeTargetTexture(row.what, 1, 1, row.format);
+    auto const expect = [this](bool drawn, EPixelFormat format, float alpha, char const* what) {
+        auto target = MakeTargetTexture(what, 1, 1, format);
         Activate(*target->GetRenderTexture());
         Clear(0);
-        v.diffuse[3] = row.alpha;
+        v.diffuse[3] = alpha;
         Draw();
-        EXPECT_EQ(ReadTarget(*target->GetRenderTexture()).At(0, 0) & 0xFF, row.drawn ? 0xFFu : 0) << row.what;
-    }
+        EXPECT_EQ(ReadTarget(*target->GetRenderTexture()).At(0, 0) & 0xFF, drawn ? 0xFFu : 0) << what;
+    };
+    expect(true, PF_A8R8G8B8, 128.4f / 255, "eight bits, rounds to the same");
+    expect(false, PF_A8R8G8B8, 128.6f / 255, "eight bits, the next step");
+    expect(true, PF_A4R4G4B4, 0.52f, "four bits, rounds to the same");
+    expect(true, PF_FLOAT32_RGBA, 128 / 255.0f, "float, exact");
+    expect(false, PF_FLOAT32_RGBA, 128.3f / 255, "float, a bit off");
 }
 
 TEST_F(FixedFunction, PointsHaveTheSizeOfVertexStateAndDistance) {

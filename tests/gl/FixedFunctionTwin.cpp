@@ -1,24 +1,14 @@
 // FixedFunctionTwin.cpp: written from the meaning of the states, without a look at how shaders are generated.
 #include "FixedFunctionTwin.h"
 
+#include "QK3DVector.h"
+
 #include <algorithm>
 #include <bit>
 #include <cmath>
 
 namespace qk3d::gltest {
 namespace {
-struct V3 {
-    double x = 0, y = 0, z = 0;
-};
-V3 operator+(V3 a, V3 b) { return {a.x + b.x, a.y + b.y, a.z + b.z}; }
-V3 operator-(V3 a, V3 b) { return {a.x - b.x, a.y - b.y, a.z - b.z}; }
-V3 operator*(V3 a, double s) { return {a.x * s, a.y * s, a.z * s}; }
-double Dot(V3 a, V3 b) { return a.x * b.x + a.y * b.y + a.z * b.z; }
-V3 Unit(V3 a) {
-    double const length = std::sqrt(Dot(a, a));
-    return length > 0 ? a * (1 / length) : V3{};
-}
-
 Colour RowTimes(Colour const& v, gl::Matrix const& m) {
     Colour out = {};
     for (std::size_t i = 0; i < 16; ++i) out[i % 4] += v[i / 4] * m[i];
@@ -26,20 +16,17 @@ Colour RowTimes(Colour const& v, gl::Matrix const& m) {
 }
 
 // w is 1 for a point, 0 for a direction.
-V3 Times(V3 p, double w, gl::Matrix const& m) {
+Vector3 Times(Vector3 p, double w, gl::Matrix const& m) {
     Colour const out = RowTimes({p.x, p.y, p.z, w}, m);
-    return {out[0], out[1], out[2]};
+    return {static_cast<float>(out[0]), static_cast<float>(out[1]), static_cast<float>(out[2])};
 }
-V3 ToV3(float const* f) { return {f[0], f[1], f[2]}; }
+Vector3 ToVector3(float const* f) { return {f[0], f[1], f[2]}; }
 
 // A normal goes through m so that it stays at right angles to the surface: by the transpose of the inverse.
-V3 NormalThrough(V3 n, gl::Matrix const& m) {
-    auto const cross = [&](std::size_t r, std::size_t q) {
-        return V3{m[r + 1] * m[q + 2] - m[r + 2] * m[q + 1], m[r + 2] * m[q] - m[r] * m[q + 2],
-                  m[r] * m[q + 1] - m[r + 1] * m[q]};
-    };
-    V3 const x = cross(4, 8), y = cross(8, 0), z = cross(0, 4);
-    return (x * n.x + y * n.y + z * n.z) * (1 / (m[0] * x.x + m[1] * x.y + m[2] * x.z));
+Vector3 NormalThrough(Vector3 n, gl::Matrix const& m) {
+    Vector3 const rows[] = {ToVector3(&m[0]), ToVector3(&m[4]), ToVector3(&m[8])};
+    Vector3 const x = VecCross(rows[1], rows[2]), y = VecCross(rows[2], rows[0]), z = VecCross(rows[0], rows[1]);
+    return (x * n.x + y * n.y + z * n.z) / VecDot(rows[0], x);
 }
 
 double Clamp(double v) { return std::min(std::max(v, 0.0), 1.0); }
@@ -70,7 +57,7 @@ double FogFactor(gl::FixedState const& s, std::uint32_t mode, double depth) {
     return std::isnan(factor) ? 1 : Clamp(factor);
 }
 
-void Light(gl::FixedState const& s, gl::VertexFeatures const& f, Vertex const& v, V3 position, V3 normal,
+void Light(gl::FixedState const& s, gl::VertexFeatures const& f, Vertex const& v, Vector3 position, Vector3 normal,
            Varyings& out) {
     auto const source = [&](unsigned which, gl::Float4 const& material) {
         std::uint32_t const value = s.render[rs::COLORVERTEX] ? s.render[which] : 0;
@@ -85,27 +72,27 @@ void Light(gl::FixedState const& s, gl::VertexFeatures const& f, Vertex const& v
 
     Colour const global = Unpack(s.render[rs::AMBIENT]);
     double ambientSum[3] = {global[0], global[1], global[2]}, diffuseSum[3] = {}, specularSum[3] = {};
-    V3 const eye = s.render[rs::LOCALVIEWER] ? Unit(position * -1.0) : V3{0, 0, -1};
+    Vector3 const eye = s.render[rs::LOCALVIEWER] ? (-position).GetNormalized() : Vector3{0, 0, -1};
     for (auto const& light : s.lights) {
         if (!light.enabled) continue;
-        V3 const at = Times(ToV3(light.position.data()), 1, s.view);
-        V3 const goes = Unit(Times(ToV3(light.direction.data()), 0, s.view));
-        V3 towards = goes * -1.0;
+        Vector3 const at = Times(ToVector3(light.position.data()), 1, s.view);
+        Vector3 const goes = Times(ToVector3(light.direction.data()), 0, s.view).GetNormalized();
+        Vector3 towards = -goes;
         double strength = 1;
         if (light.type != 3) {
-            double const distance = std::sqrt(Dot(at - position, at - position));
-            towards = Unit(at - position);
+            double const distance = std::sqrt(VecDot(at - position, at - position));
+            towards = (at - position).GetNormalized();
             double const fade =
                 light.attenuation[0] + light.attenuation[1] * distance + light.attenuation[2] * distance * distance;
             strength = distance > light.range ? 0 : 1 / std::max(fade, 1e-20);
         }
         if (light.type == 2) {
-            double const rho = Dot(towards * -1.0, goes), inner = std::cos(light.theta / 2.0),
+            double const rho = VecDot(-towards, goes), inner = std::cos(light.theta / 2.0),
                          outer = std::cos(light.phi / 2.0);
             if (rho <= inner) strength *= rho <= outer ? 0 : std::pow((rho - outer) / (inner - outer), light.falloff);
         }
-        double const facing = Dot(normal, towards);
-        double const mirrored = Dot(normal, Unit(towards + eye));
+        double const facing = VecDot(normal, towards);
+        double const mirrored = VecDot(normal, (towards + eye).GetNormalized());
         for (std::size_t c = 0; c < 3; ++c) {
             ambientSum[c] += light.ambient[c] * strength;
             if (facing > 0) diffuseSum[c] += light.diffuse[c] * facing * strength;
@@ -121,17 +108,17 @@ void Light(gl::FixedState const& s, gl::VertexFeatures const& f, Vertex const& v
     out.specular[3] = Clamp(specular[3]);
 }
 
-void Coordinates(gl::FixedState const& s, gl::VertexFeatures const& f, Vertex const& v, V3 position, V3 normal,
-                 Varyings& out) {
+void Coordinates(gl::FixedState const& s, gl::VertexFeatures const& f, Vertex const& v, Vector3 position,
+                 Vector3 normal, Varyings& out) {
     for (unsigned i = 0; i < gl::kFixedStages; ++i) {
         auto const& stage = s.stages[i];
         std::uint32_t const index = stage.values[ts::TEXCOORDINDEX], kind = f.preTransformed ? 0 : index >> 16;
         std::uint32_t const set = index & 0xFFFF;
         Colour in = {0, 0, 0, 1};
         int size = 3;
-        V3 const ray = Unit(position);
+        Vector3 const ray = position.GetNormalized();
         if (kind >= 1 && kind <= 3) {
-            V3 const from = kind == 1 ? normal : kind == 2 ? position : ray - normal * (2 * Dot(normal, ray));
+            Vector3 const from = kind == 1 ? normal : kind == 2 ? position : ray - normal * (2 * VecDot(normal, ray));
             in = {from.x, from.y, from.z, 1};
         } else if (set < f.texCoordSets) {
             size = f.texCoordSize[set];
@@ -202,16 +189,16 @@ bool ReadsTexture(std::array<std::uint32_t, 20> const& v) {
 
 Varyings EvaluateVertex(gl::FixedState const& s, gl::VertexFeatures const& f, Vertex const& v) {
     Varyings out;
-    V3 position, normal;
+    Vector3 position, normal;
     if (f.preTransformed) {
         double const w = 1 / static_cast<double>(v.position[3]);
         out.clip = {0, 0, v.position[2] * w, w};
     } else {
-        position = Times(Times(ToV3(v.position), 1, s.world), 1, s.view);
+        position = Times(Times(ToVector3(v.position), 1, s.world), 1, s.view);
         out.clip = RowTimes({position.x, position.y, position.z, 1}, s.projection);
-        V3 const own = f.normal ? ToV3(v.normal) : V3{};
+        Vector3 const own = f.normal ? ToVector3(v.normal) : Vector3::ZERO;
         normal = NormalThrough(NormalThrough(own, s.world), s.view);
-        if (s.render[rs::NORMALIZENORMALS]) normal = Unit(normal);
+        if (s.render[rs::NORMALIZENORMALS]) normal.Normalize();
     }
 
     if (s.render[rs::LIGHTING] && !f.preTransformed) {
@@ -221,7 +208,7 @@ Varyings EvaluateVertex(gl::FixedState const& s, gl::VertexFeatures const& f, Ve
         out.specular = f.specular ? Clamp(ToColour(v.specular)) : Colour{0, 0, 0, 1};
     }
 
-    double const distance = std::sqrt(Dot(position, position));
+    double const distance = std::sqrt(VecDot(position, position));
     std::uint32_t const mode = f.preTransformed ? 0 : s.render[rs::FOGVERTEXMODE];
     bool const affine = s.projection[3] == 0 && s.projection[7] == 0 && s.projection[11] == 0 && s.projection[15] == 1;
     out.fog = mode ? FogFactor(s, mode, s.render[rs::RANGEFOGENABLE] ? distance : std::abs(position.z))

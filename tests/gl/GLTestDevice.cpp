@@ -35,14 +35,11 @@ Picture ReadTexture(CTexture& texture) {
     CHardwarePixelBuffer* const buffer = texture.GetPixelBuffer();
     if (!buffer) return {};
     Picture picture(buffer->GetWidth(), buffer->GetHeight());
-    CBox const whole(0, 0, static_cast<int>(picture.width), static_cast<int>(picture.height));
-    CPixelBox const& box = buffer->Lock(whole, CHardwareBuffer::LM_READONLY);
-    bool const readable = box.m_data && box.m_format == PF_A8R8G8B8;
-    for (unsigned y = 0; readable && y < picture.height; ++y)
-        std::memcpy(&picture.At(0, y), static_cast<char const*>(box.m_data) + std::size_t{y} * box.m_rowPitch,
-                    std::size_t{picture.width} * 4);
+    if (buffer->GetRequestMemSizeInBytes() != picture.pixels.size() * 4) return {};
+    void const* const data = buffer->Lock(0, 0, CHardwareBuffer::LM_READONLY);
+    if (data) std::memcpy(picture.pixels.data(), data, picture.pixels.size() * 4);
     buffer->Unlock();
-    return readable ? picture : Picture();
+    return data ? picture : Picture();
 }
 
 Picture ReadTarget(CRenderTarget& target) {
@@ -103,7 +100,8 @@ Shape::Shape(CRenderSystem& system, EShapeType type, Fields const& fields, void 
     operation.m_vertexData = &vertices;
 }
 
-void Shape::SetIndexBytes(CHardwareIndexBuffer::EIndexType type, void const* data, std::size_t count) {
+void Shape::SetIndexBytes(int size, void const* data, std::size_t count) {
+    auto const type = size == 2 ? CHardwareIndexBuffer::IT_16BIT : CHardwareIndexBuffer::IT_32BIT;
     auto buffer = m_system.GetHardwareBufferManager()->CreateIndexBuffer(type, static_cast<unsigned>(count),
                                                                          CHardwareBuffer::HBU_STATIC, false, false);
     if (buffer->Create()) buffer->WriteData(0, buffer->GetRequestMemSizeInBytes(), data, true);
@@ -214,24 +212,21 @@ void GLTest::Clear(std::uint32_t argb) {
     m_system->ClearRenderTarget();
 }
 
-std::unique_ptr<CTexture> GLTest::MakeTexture(unsigned width, unsigned height, EPixelFormat format, unsigned usage,
-                                              unsigned levels) {
+std::unique_ptr<CTexture> GLTest::MakeTexture(unsigned width, unsigned height, EPixelFormat format, unsigned usage) {
     auto texture = std::make_unique<CTexture>(nullptr, "", "texture", false, NoLoader(), m_system,
                                               static_cast<CTexture::ETextureUsage>(usage), false);
     texture->SetWidth(width);
     texture->SetHeight(height);
     texture->SetPixelFormat(format);
-    texture->SetMipLevels(levels);
+    texture->SetMipLevels(1);
     return texture->Load() ? std::move(texture) : nullptr;
 }
 
 std::unique_ptr<CTexture> GLTest::MakeTexture(Picture const& picture) {
     auto texture = MakeTexture(picture.width, picture.height, PF_A8R8G8B8);
-    if (!texture) return nullptr;
-    auto* const pixels = const_cast<std::uint32_t*>(picture.pixels.data());
-    CPixelBox const box(0, 0, static_cast<int>(picture.width), static_cast<int>(picture.height), PF_A8R8G8B8, pixels,
-                        picture.width * 4, 0);
-    return texture->GetPixelBuffer()->BlitFromMemory(box) ? std::move(texture) : nullptr;
+    CPixelBox const box(0, 0, static_cast<int>(picture.width), static_cast<int>(picture.height), PF_A8R8G8B8,
+                        const_cast<std::uint32_t*>(picture.pixels.data()), picture.width * 4, 0);
+    return texture && texture->GetPixelBuffer()->BlitFromMemory(box) ? std::move(texture) : nullptr;
 }
 
 _ResourceSharePtr<CTexture> GLTest::MakeTargetTexture(std::string const& name, unsigned width, unsigned height,

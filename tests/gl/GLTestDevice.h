@@ -64,12 +64,8 @@ public:
                  {qk3d::VET_FLOAT2, qk3d::VES_TEXCOORD}},
                 vertices.data(), vertices.size() * sizeof(Vertex)) {}
 
-    /// Indices of 16 or 32 bits.
-    template <class Index>
-    void SetIndices(std::vector<Index> const& values) {
-        SetIndexBytes(sizeof(Index) == 2 ? qk3d::CHardwareIndexBuffer::IT_16BIT : qk3d::CHardwareIndexBuffer::IT_32BIT,
-                      values.data(), values.size());
-    }
+    void SetIndices(std::vector<std::uint16_t> const& values) { SetIndexBytes(2, values.data(), values.size()); }
+    void SetIndices(std::vector<std::uint32_t> const& values) { SetIndexBytes(4, values.data(), values.size()); }
     void Draw() { m_system.Render(operation); }
 
     qk3d::CRenderOperation operation;
@@ -77,7 +73,7 @@ public:
     qk3d::CIndexData indices;
 
 private:
-    void SetIndexBytes(qk3d::CHardwareIndexBuffer::EIndexType type, void const* data, std::size_t count);
+    void SetIndexBytes(int size, void const* data, std::size_t count);
 
     qk3d::CRenderSystem& m_system;
 };
@@ -140,7 +136,7 @@ protected:
 
     /// A texture of no manager with these pixels.
     std::unique_ptr<qk3d::CTexture> MakeTexture(unsigned width, unsigned height, qk3d::EPixelFormat format,
-                                                unsigned usage = qk3d::CTexture::TU_DEFAULT, unsigned levels = 1);
+                                                unsigned usage = qk3d::CTexture::TU_DEFAULT);
     std::unique_ptr<qk3d::CTexture> MakeTexture(Picture const& picture);
 
     /// A texture that is drawn into, of the engine's resources.
