@@ -20,8 +20,7 @@ using namespace qk3d;
 namespace {
 constexpr long long kSecond = 10'000'000;
 
-class Emitter : public CEmitter {
-public:
+struct Emitter : CEmitter {
     explicit Emitter(CEmitter* emitter = nullptr) : CEmitter(emitter, "emitter") {}
     string GetTypeName() override { return "Emitter"; }
     using CEmitter::m_deadObjects;
@@ -29,9 +28,8 @@ public:
 
 // Particles that count themselves and may act when they are updated.
 int g_living = 0;
-std::function<void(class Spark*)> g_onUpdate;
-class Spark : public CParticle {
-public:
+std::function<void()> g_onUpdate;
+struct Spark : CParticle {
     explicit Spark(CEmitter* emitter) : CParticle(emitter) {
         ++g_living;
         SetLifeTime(kSecond);
@@ -39,7 +37,7 @@ public:
     ~Spark() override { --g_living; }
     void _UpdateImpl(bool changed) override {
         CParticle::_UpdateImpl(changed);
-        if (g_onUpdate) g_onUpdate(this);
+        if (g_onUpdate) g_onUpdate();
     }
 };
 
@@ -101,9 +99,6 @@ TEST_F(Emitting, EmitsAtItsRateWithTheTimeOfEachTurn) {
     EXPECT_EQ(At(9)->GetBornTime(), 10 * 1'000'000);
     Goto(100 * kSecond);
     EXPECT_EQ(m_emitter->GetEmittedNum(), 61u); // all had gone, and at most 50 come at a time
-    m_emitter->SetMaxParticleNum(2);            // takes nothing back
-    EXPECT_EQ(m_emitter->GetAliveNum(), 50u);
-    m_emitter->SetMaxParticleNum(50);
     for (int i = 101; i < 104; ++i) Goto(i * kSecond);
     EXPECT_EQ(m_emitter->GetEmittedNum(), 100u); // all
     EXPECT_EQ(m_emitter->GetAliveNum(), 0u);
@@ -118,12 +113,10 @@ TEST_F(Emitting, LimitsAndClocksNeverWrapIntoLargeNumbers) {
         {"negative speed", [&] { m_emitter->SetEmitSpeed(-5); }, 0, 0},
         {"no number", [&] { m_emitter->SetEmitSpeed(NAN); }, 0, 0},
         {"endless speed", [&] { m_emitter->SetEmitSpeed(INFINITY); }, 50, 50},
-        {"the slowest speed", [&] { m_emitter->SetEmitSpeed(1e-38f); }, 0, 0},
         {"nobody may live", [&] { m_emitter->SetMaxParticleNum(0); }, 0, 0},
         {"no function", [&] { m_emitter->SetEmitableObjectCreateFun(nullptr, false); }, 0, 0},
         {"one that makes every other", [&] { m_emitter->SetEmitableObjectCreateFun(CreateEveryOther, true); }, 10, 5},
         {"emitters to draw", [&] { m_emitter->SetEmitableObjectCreateFun(CreateNested, true); }, 10, 0},
-        {"emitters", [&] { m_emitter->SetEmitableObjectCreateFun(CreateNested, false); }, 10, 10},
         {"born later", [&] { m_emitter->SetBornTime(5 * kSecond); }, 0, 0},
         {"detached", [&] { m_emitter->DetachFromSceneNode(); }, 0, 0},
     };
@@ -148,15 +141,14 @@ TEST_F(Emitting, CountsStayTrueHoweverTheClockIsScrubbed) {
         ASSERT_EQ(m_emitter->GetAliveNum(), Living()) << time;
         ASSERT_LE(Living(), 12u) << time;
         ASSERT_EQ(Living() + m_emitter->m_deadObjects.size(), static_cast<std::size_t>(g_living)) << time;
-        ASSERT_GE(emitted, before) << "what was emitted stays so, at " << time;
-        ASSERT_LE(emitted, 60u) << time;
-        for (auto at = m_emitter->EnumAliveParticleBegin(); at != m_emitter->EnumAliveParticleEnd(); ++at) {
+        ASSERT_TRUE(emitted >= before && emitted <= 60) << "what was emitted stays so, at " << time;
+        for (auto at = m_emitter->EnumAliveParticleBegin(); at != m_emitter->EnumAliveParticleEnd(); ++at)
             ASSERT_EQ((*at)->IsVisible(), (*at)->IsAlive(time)) << time;
-        }
         before = emitted;
     };
     for (long long time = 0; time < 4 * kSecond; time += kSecond / 7) check(time);
     for (long long time = 4 * kSecond; time > -kSecond; time -= kSecond / 9) check(time); // back beyond the start
+    m_emitter->SetMaxParticleNum(5);                                                      // takes nothing back
     for (int i = 0; i < 500; ++i) check(static_cast<long long>(random() % (20 * kSecond)) - 2 * kSecond);
     for (long long time = 0; time < 30 * kSecond; time += kSecond / 3) check(time);
     EXPECT_EQ(before, 60u);
@@ -192,7 +184,7 @@ TEST_F(Emitting, SurvivesWhatItsObjectsDoToIt) {
         for (int turn : {0, 3, 7, 12, 15}) { // among the first born, the living, those born again
             MakeEmitter(1000, 8);
             int updates = 0;
-            g_onUpdate = [&](Spark*) {
+            g_onUpdate = [&] {
                 if (updates++ == turn) row.act();
             };
             m_scene.GetTimer().Reset();

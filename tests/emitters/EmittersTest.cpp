@@ -11,6 +11,7 @@
 #include "QK3DSceneNode.h"
 #include "RecordingRenderSystem.h"
 #include "TestFiles.h"
+#include <algorithm>
 #include <gtest/gtest.h>
 #include <memory>
 #include <sstream>
@@ -116,21 +117,20 @@ TEST_F(Emitters, ThrowIntoTheirConeAndTheirRanges) {
         "Speed": [3, 1], "Range": [[-1, 0, 0], [1, 0, 0]]})");
     Goto(0);
     Goto(1.0);
-    std::vector<Vector3> before, after;
-    for (auto* const places : {&before, &after}) {
-        Goto(places == &before ? 1.0 : 1.5);
-        for (int i = 0; i < 90; ++i) places->push_back(Place(*emitter, i));
-    }
-    float widest = 0, slowest = 10, fastest = 0;
+    std::vector<Vector3> before;
+    for (int i = 0; i < 90; ++i) before.push_back(Place(*emitter, i));
+    Goto(1.5);
+    std::vector<float> angles, speeds;
     for (int i = 0; i < 90; ++i) {
-        Vector3 const flown = (after[i] - before[i]) * 2;
-        widest = std::max(widest, GetAngle(flown, {1, 1, 0}));
-        slowest = std::min(slowest, flown.Length());
-        fastest = std::max(fastest, flown.Length());
+        Vector3 const flown = (Place(*emitter, i) - before[i]) * 2;
+        angles.push_back(GetAngle(flown, {1, 1, 0}));
+        speeds.push_back(flown.Length());
         ASSERT_LE(std::fabs(before[i].x - flown.x * static_cast<float>(100 - i) / 100), 1.01f);
     }
+    auto const [slowest, fastest] = std::minmax_element(speeds.begin(), speeds.end());
+    EXPECT_TRUE(*slowest > 0.99f && *fastest < 3.01f && *fastest - *slowest > 0.5f) << *slowest << *fastest;
+    float const widest = *std::max_element(angles.begin(), angles.end());
     EXPECT_TRUE(widest > 0.2f && widest < 0.51f) << widest;
-    EXPECT_TRUE(slowest > 0.99f && fastest < 3.01f && fastest - slowest > 0.5f) << slowest << fastest;
 }
 
 TEST_F(Emitters, OneSeedGivesOnePictureWhateverTheFrames) {
@@ -146,9 +146,8 @@ TEST_F(Emitters, OneSeedGivesOnePictureWhateverTheFrames) {
             if (At(*emitter, i)->IsVisible()) places.push_back(Place(*emitter, i));
         return places;
     };
-    EXPECT_EQ(run(1, 100), run(1, 100));
-    EXPECT_NE(run(1, 100), run(2, 100));
     auto const few = run(3, 7), many = run(3, 50);
+    EXPECT_NE(run(2, 50), many);
     ASSERT_EQ(few.size(), many.size());
     for (std::size_t i = 0; i < few.size(); ++i) EXPECT_TRUE(Near(few[i], many[i], 1e-5f));
 }
