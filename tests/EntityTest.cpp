@@ -1,14 +1,6 @@
 // EntityTest.cpp: meshes, and the entities that show them.
 #include "AllocationCount.h"
-#include "QK3DEntity.h"
-#include "QK3DMain.h"
-#include "QK3DMaterial.h"
-#include "QK3DMesh.h"
-#include "QK3DPass.h"
-#include "QK3DRenderQueue.h"
-#include "QK3DResourceSystem.h"
-#include "QK3DSceneManager.h"
-#include "QK3DSceneNode.h"
+#include "QK3D.h"
 #include "RecordingRenderSystem.h"
 #include "TestFiles.h"
 #include <deque>

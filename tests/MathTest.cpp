@@ -122,17 +122,6 @@ TEST(MathProducts, DeterminantAndInverseLookAtTheUpperLeftOnly) {
     EXPECT_TRUE(MatBuildScale(std::nextafter(threshold, 0.0f), 1, 1).GetInverse().IsIdentity());
 }
 
-TEST(MathAngles, AreSampledFromTheTableInItsOwnOrder) {
-    EXPECT_TRUE(MatBuildRotationZ(0).IsIdentity());
-    for (float angle : {-1000.0f, -6.3f, -kPi, -0.001f, 0.3f, kPi, 6.28f, 6.2831853f, 12.7f, 1000.0f}) {
-        Matrix44 const m = MatBuildRotationZ(angle);
-        // The scaled angle is a float: at 1000 radians it is rounded to 1 / 128 of a step.
-        float const bound = (angle < 0 ? kTableError : kTableError / 8) + std::fabs(angle) * 1.2e-7f;
-        EXPECT_NEAR(m[0], std::cos(static_cast<double>(angle)), bound) << angle;
-        EXPECT_NEAR(m[1], std::sin(static_cast<double>(angle)), bound) << angle;
-    }
-}
-
 TEST(MathAngles, BeyondAllRangesNothingIsReadOutsideTheTable) {
     for (float angle : {1e8f, -1e8f, 1.4e7f, 3e38f, -3e38f}) {
         Matrix44 const m = MatBuildRotationX(angle);

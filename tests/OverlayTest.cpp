@@ -1,12 +1,6 @@
 // OverlayTest.cpp: layout, drawing, scripts and trees of overlay items, on the recording device.
 #include "AllocationCount.h"
-#include "QK3DHardwareVertexBuffer.h"
-#include "QK3DMain.h"
-#include "QK3DOverlayItem.h"
-#include "QK3DOverlayManager.h"
-#include "QK3DResourceSystem.h"
-#include "QK3DTexture.h"
-#include "QK3DVertexBufferBinding.h"
+#include "QK3D.h"
 #include "QKText.h"
 #include "RecordingRenderSystem.h"
 #include "TempFolder.h"

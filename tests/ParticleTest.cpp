@@ -1,13 +1,5 @@
 // ParticleTest.cpp: emitters, what they emit, and how it is drawn.
-#include "QK3DEmitter.h"
-#include "QK3DMain.h"
-#include "QK3DMaterial.h"
-#include "QK3DMesh.h"
-#include "QK3DParticle.h"
-#include "QK3DPass.h"
-#include "QK3DResourceSystem.h"
-#include "QK3DSceneManager.h"
-#include "QK3DSceneNode.h"
+#include "QK3D.h"
 #include "RecordingRenderSystem.h"
 #include "TestFiles.h"
 #include <functional>

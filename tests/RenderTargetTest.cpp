@@ -1,11 +1,5 @@
 // RenderTargetTest.cpp: targets, windows and viewports: when they draw, what they draw, and what may change meanwhile.
-#include "QK3DCamera.h"
-#include "QK3DMovableObject.h"
-#include "QK3DOverlayItem.h"
-#include "QK3DRenderQueue.h"
-#include "QK3DRenderTarget.h"
-#include "QK3DRenderWindow.h"
-#include "QK3DViewport.h"
+#include "QK3D.h"
 #include "RecordingRenderSystem.h"
 #include "TestRenderable.h"
 #include <array>

@@ -1,9 +1,5 @@
 // SceneTest.cpp: listener lists, movable objects, the node tree and the scene manager.
-#include "QK3DCamera.h"
-#include "QK3DFactory.h"
-#include "QK3DMain.h"
-#include "QK3DSceneManager.h"
-#include "QK3DSceneNode.h"
+#include "QK3D.h"
 #include <functional>
 #include <gtest/gtest.h>
 #include <memory>

@@ -1,14 +1,7 @@
 // EmittersTest.cpp: the emitters of the plug-in, from settings to what is drawn.
 #include "AllocationCount.h"
+#include "QK3D.h"
 #include "QK3DEmitters.h"
-#include "QK3DFactory.h"
-#include "QK3DMain.h"
-#include "QK3DMaterial.h"
-#include "QK3DMesh.h"
-#include "QK3DParticle.h"
-#include "QK3DRenderQueue.h"
-#include "QK3DSceneManager.h"
-#include "QK3DSceneNode.h"
 #include "RecordingRenderSystem.h"
 #include "TestFiles.h"
 #include <algorithm>

@@ -2,11 +2,7 @@
 #include "GLTestDevice.h"
 #include "TempFolder.h"
 
-#include "QK3DMain.h"
-#include "QK3DMatrix.h"
-#include "QK3DOverlayItem.h"
-#include "QK3DOverlayManager.h"
-#include "QK3DResourceSystem.h"
+#include "QK3D.h"
 
 #include <cmath>
 #include <cstring>
