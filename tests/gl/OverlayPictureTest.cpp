@@ -34,18 +34,14 @@ Picture Alone(Picture const& picture, int left, int top, unsigned width = GLTest
 
 class OverlayPicture : public GLTest {
 protected:
-    void SetUp() override {
-        GLTest::SetUp();
-        m_manager = std::make_unique<COverlayManager>();
-    }
     void TearDown() override {
-        m_manager.reset();
+        m_manager.DestroyAllOverlayItem();
         GLTest::TearDown();
     }
 
     COverlayItem* Item(int x, int y, unsigned width, unsigned height) {
         COverlayItem* const item =
-            m_manager->CreateOverlayItem("", x, y, static_cast<int>(width), static_cast<int>(height), 0);
+            m_manager.CreateOverlayItem("", x, y, static_cast<int>(width), static_cast<int>(height), 0);
         Screen().AddOverlayItem(item);
         return item;
     }
@@ -60,7 +56,7 @@ protected:
     void Fill(COverlayItem& item, Picture const& picture) {
         item.SetTexture(string("Blank"));
         item.SetRenderSystem(&System());
-        m_manager->Update();
+        m_manager.Update();
         CHardwarePixelBuffer& buffer = *item.GetTexture()->GetPixelBuffer();
         ASSERT_TRUE(buffer.GetWidth() == picture.width && buffer.GetHeight() == picture.height);
         CPixelBox const& box = buffer.Lock(
@@ -72,12 +68,12 @@ protected:
     }
 
     Picture Frame() {
-        m_manager->Update();
+        m_manager.Update();
         EXPECT_TRUE(System().UpdateAllRenderTarget(++m_time));
         return Read();
     }
 
-    std::unique_ptr<COverlayManager> m_manager;
+    COverlayManager m_manager;
     long long m_time = 0;
 };
 } // namespace
@@ -90,8 +86,12 @@ TEST_F(OverlayPicture, OfTheSizeOfItsBoxComesOutByteForByteAtAnyPlace) {
             item->SetPosition(x, y);
             ASSERT_TRUE(Matches(Frame(), Alone(noise, x, y))) << width << " x " << height << " at " << x << ", " << y;
         }
-        m_manager->DestroyAllOverlayItem();
+        m_manager.DestroyAllOverlayItem();
     }
+    RestartWith(R"({"Windows": "NONE", "Debug": true, "Multisample": 4})");
+    Picture const noise = Noise(31, 17, 5);
+    Show(noise, 13, 29);
+    EXPECT_TRUE(Matches(Frame(), Alone(noise, 13, 29))) << "on a target with samples";
 }
 
 TEST_F(OverlayPicture, FromAFileComesOutByteForByteAlsoOnALargerSurfaceAndAfterALoss) {
