@@ -14,14 +14,7 @@ constexpr std::array kStateNumbers = {
 static_assert(kStateNumbers.size() == CRenderState::LAST_STATE && IsEachNumberOnce(kStateNumbers),
               "a render state is missing or doubled");
 
-// Both by number, with null at 0.
-constexpr auto kDeviceSetters = [] {
-    std::array<CRenderState::DeviceSetter, CRenderState::LAST_STATE + 1> setters{};
-#define ROW(number, NAME, Setter, reader) setters[number] = &CRenderSystem::Set##Setter;
-#include "QK3DRenderStateTable.inl"
-    return setters;
-}();
-
+// By number, with null at 0.
 constexpr auto setStateFuns = [] {
     std::array<void (CRenderState::*)(Json::Value const&), CRenderState::LAST_STATE + 1> setters{};
 #define ROW(number, NAME, Setter, reader) setters[number] = &CRenderState::Set##Setter;
@@ -29,6 +22,13 @@ constexpr auto setStateFuns = [] {
     return setters;
 }();
 } // namespace
+
+constinit std::array<CRenderState::DeviceSetter, CRenderState::LAST_STATE + 1> const CRenderState::s_deviceSetters = [] {
+    std::array<DeviceSetter, LAST_STATE + 1> setters{};
+#define ROW(number, NAME, Setter, reader) setters[number] = &CRenderSystem::Set##Setter;
+#include "QK3DRenderStateTable.inl"
+    return setters;
+}();
 
 constinit StateNameMap<CRenderState::LAST_STATE> gStringRenderStateStateMap{{{
 #define ROW(number, NAME, Setter, reader) {#NAME, number},
@@ -64,10 +64,6 @@ bool CRenderState::SetFromParameter(Json::Value const& value) {
 void CRenderState::InitStringStateMap() { gStringRenderStateStateMap.Fill(); }
 void CRenderState::ClearStringStateMap() { gStringRenderStateStateMap.Clear(); }
 void CRenderState::InitSetStateFuns() {}
-
-CRenderState::DeviceSetter CRenderState::GetDeviceSetter(int state) {
-    return state >= 1 && state <= LAST_STATE ? kDeviceSetters[static_cast<std::size_t>(state)] : nullptr;
-}
 
 bool CRenderState::_LoadImpl() {
     if (m_path.empty()) return true;

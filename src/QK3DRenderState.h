@@ -37,6 +37,7 @@ public:
     /// unknown word, leaves the state as it was.
 #define ROW(number, NAME, Setter, reader) void Set##Setter(Json::Value const& value);
 #include "QK3DRenderStateTable.inl"
+#include <array>
 
     /// Reads the members of an object that are names of states (case and blanks around them don't matter) and skips
     /// the others. False if `value` is no object.
@@ -50,7 +51,9 @@ public:
     static void InitSetStateFuns();
 
     /// The setter of the device that takes a state; null for a number that is none.
-    static DeviceSetter GetDeviceSetter(int state);
+    static DeviceSetter GetDeviceSetter(int state) {
+        return state >= 1 && state <= LAST_STATE ? s_deviceSetters[static_cast<std::size_t>(state)] : nullptr;
+    }
 
 protected:
     bool _LoadImpl() override;
@@ -60,6 +63,9 @@ protected:
 
     /// Trims `name` and turns it to upper case, both in place. The number of that state, 0 if there is none.
     static EState _StringToState(string& name);
+
+private:
+    static std::array<DeviceSetter, LAST_STATE + 1> const s_deviceSetters; // by number, with null at 0
 };
 
 /// The numbers of the render states by name, empty before InitStringStateMap.

@@ -14,14 +14,7 @@ constexpr std::array kStateNumbers = {
 static_assert(kStateNumbers.size() == CSamplerState::LAST_STATE && IsEachNumberOnce(kStateNumbers),
               "a sampler state is missing or doubled");
 
-// Both by number, with null at 0.
-constexpr auto kDeviceSetters = [] {
-    std::array<CSamplerState::DeviceSetter, CSamplerState::LAST_STATE + 1> setters{};
-#define ROW(number, NAME, Setter, reader) setters[number] = &CRenderSystem::Set##Setter;
-#include "QK3DSamplerStateTable.inl"
-    return setters;
-}();
-
+// By number, with null at 0.
 constexpr auto setStateFuns = [] {
     std::array<void (CSamplerState::*)(Json::Value const&), CSamplerState::LAST_STATE + 1> setters{};
 #define ROW(number, NAME, Setter, reader) setters[number] = &CSamplerState::Set##Setter;
@@ -29,6 +22,13 @@ constexpr auto setStateFuns = [] {
     return setters;
 }();
 } // namespace
+
+constinit std::array<CSamplerState::DeviceSetter, CSamplerState::LAST_STATE + 1> const CSamplerState::s_deviceSetters = [] {
+    std::array<DeviceSetter, LAST_STATE + 1> setters{};
+#define ROW(number, NAME, Setter, reader) setters[number] = &CRenderSystem::Set##Setter;
+#include "QK3DSamplerStateTable.inl"
+    return setters;
+}();
 
 constinit StateNameMap<CSamplerState::LAST_STATE> gStringSamplerStateStateMap{{{
 #define ROW(number, NAME, Setter, reader) {#NAME, number},
@@ -64,10 +64,6 @@ bool CSamplerState::SetFromParameter(Json::Value const& value) {
 void CSamplerState::InitStringStateMap() { gStringSamplerStateStateMap.Fill(); }
 void CSamplerState::ClearStringStateMap() { gStringSamplerStateStateMap.Clear(); }
 void CSamplerState::InitSetStateFuns() {}
-
-CSamplerState::DeviceSetter CSamplerState::GetDeviceSetter(int state) {
-    return state >= 1 && state <= LAST_STATE ? kDeviceSetters[static_cast<std::size_t>(state)] : nullptr;
-}
 
 bool CSamplerState::_LoadImpl() {
     if (m_path.empty()) return true;

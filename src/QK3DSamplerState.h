@@ -40,6 +40,7 @@ public:
 
 #define ROW(number, NAME, Setter, reader) void Set##Setter(Json::Value const& value);
 #include "QK3DSamplerStateTable.inl"
+#include <array>
 
     bool SetFromParameter(Json::Value const& value) override;
 
@@ -47,7 +48,9 @@ public:
     static void ClearStringStateMap();
     static void InitSetStateFuns();
 
-    static DeviceSetter GetDeviceSetter(int state);
+    static DeviceSetter GetDeviceSetter(int state) {
+        return state >= 1 && state <= LAST_STATE ? s_deviceSetters[static_cast<std::size_t>(state)] : nullptr;
+    }
 
 protected:
     bool _LoadImpl() override;
@@ -55,6 +58,9 @@ protected:
 
     void _ClearAllState();
     static EState _StringToState(string& name);
+
+private:
+    static std::array<DeviceSetter, LAST_STATE + 1> const s_deviceSetters; // by number, with null at 0
 };
 
 /// The numbers of the sampler states by name, empty before InitStringStateMap.

@@ -3,11 +3,16 @@
 
 #include <array>
 #include <bit>
+#include <cstddef>
 #include <cstdint>
+#if defined(__SSE2__) || defined(_M_X64)
+#define QK3D_STATES_SSE2 1
+#include <emmintrin.h>
+#endif
 
 namespace qk3d {
 /// States 1 to kLast, each set or not. Made for the walk that happens at every draw: values lie in one array with one
-/// bit each that says which are set, so two blocks are compared eight states at a time. Nothing here allocates.
+/// bit each that says which are set, so two blocks are compared sixteen states at a time. Nothing here allocates.
 template <class TValue, int kLast>
 class StateEntries {
 public:
@@ -33,7 +38,7 @@ public:
     void Remove(int state) {
         if (!IsSet(state)) return;
         m_set[_Word(state)] &= ~_Bit(state);
-        m_values[static_cast<unsigned>(state)] = Value{}; // unset values stay 0: VisitDifferences relies on it
+        m_values[static_cast<unsigned>(state)] = Value{}; // unset values stay 0: Get relies on it
         if (--m_count == 0) {
             m_lowest = kLast;
             m_highest = 1;
@@ -61,39 +66,59 @@ public:
         if (!next) next = &kEmpty;
         if (!active) active = &kEmpty;
         for (unsigned word = 0; word < kWords; ++word) {
-            for (std::uint64_t left = _Suspects(*next, *active, word); left; left &= left - 1) {
-                int const state = static_cast<int>(word * 64) + std::countr_zero(left);
-                StateEntries const& wanted = next->IsSet(state) ? *next : base;
-                StateEntries const& shown = active->IsSet(state) ? *active : base;
-                if (!wanted.IsSet(state)) continue;
-                if (!shown.IsSet(state) || shown.Get(state) != wanted.Get(state)) send(state, wanted.Get(state));
+            // A state that both blocks set is told by its value; one that only one of them sets needs a look at the base.
+            std::uint64_t const uneven = next->m_set[word] ^ active->m_set[word];
+            std::uint64_t left = uneven | _Differing(*next, *active, word);
+            for (; left; left &= left - 1) {
+                int const bit = std::countr_zero(left);
+                int const state = static_cast<int>(word * 64) + bit;
+                if (uneven >> bit & 1) {
+                    bool const isNew = next->IsSet(state);
+                    StateEntries const& wanted = isNew ? *next : base;
+                    StateEntries const& shown = isNew ? base : *active;
+                    if (!wanted.IsSet(state) || (shown.IsSet(state) && shown.Get(state) == wanted.Get(state))) continue;
+                    send(state, wanted.Get(state));
+                } else {
+                    send(state, next->m_values[static_cast<unsigned>(state)]);
+                }
             }
         }
     }
 
 private:
     static constexpr unsigned kWords = kLast / 64 + 1;
-    static constexpr unsigned kGroup = 8;
+    static constexpr unsigned kGroup = 16;
     static constexpr unsigned kSlots = (kLast / kGroup + 1) * kGroup; // whole groups; slot 0 is never used
 
     static constexpr bool _IsState(int state) { return state >= 1 && state <= kLast; }
     static constexpr unsigned _Word(int state) { return static_cast<unsigned>(state) / 64; }
     static constexpr std::uint64_t _Bit(int state) { return std::uint64_t(1) << (static_cast<unsigned>(state) % 64); }
 
-    // The states of one word of bits that either block sets, less the groups in which both blocks are alike.
-    static std::uint64_t _Suspects(StateEntries const& a, StateEntries const& b, unsigned word) {
-        std::uint64_t suspects = a.m_set[word] | b.m_set[word];
-        std::uint64_t const uneven = a.m_set[word] ^ b.m_set[word];
-        for (unsigned shift = 0; shift < 64 && word * 64 + shift < kSlots; shift += kGroup) {
-            std::uint64_t const group = std::uint64_t(0xff) << shift;
-            if (!(suspects & group) || (uneven & group)) continue;
-            Value const* const left = &a.m_values[word * 64 + shift];
-            Value const* const right = &b.m_values[word * 64 + shift];
-            Value difference{};
-            for (unsigned i = 0; i < kGroup; ++i) difference |= left[i] ^ right[i];
-            if (!difference) suspects &= ~group;
+    // The states of one word of bits that both blocks set, to different values.
+    static std::uint64_t _Differing(StateEntries const& a, StateEntries const& b, unsigned word) {
+        std::uint64_t const both = a.m_set[word] & b.m_set[word];
+        std::uint64_t differing = 0;
+        for (unsigned shift = 0; shift < 64 && word * 64 + shift < kSlots; shift += kGroup)
+            if (both >> shift & 0xffff)
+                differing |= _CompareGroup(&a.m_values[word * 64 + shift], &b.m_values[word * 64 + shift]) << shift;
+        return both & differing;
+    }
+
+    // One bit for each of a group's values, set where the two differ.
+    static std::uint64_t _CompareGroup(Value const* a, Value const* b) {
+#ifdef QK3D_STATES_SSE2
+        if constexpr (sizeof(Value) == 4) {
+            auto const equal = [&](unsigned at) {
+                return _mm_cmpeq_epi32(_mm_loadu_si128(reinterpret_cast<__m128i const*>(a + at)),
+                                       _mm_loadu_si128(reinterpret_cast<__m128i const*>(b + at)));
+            };
+            __m128i const low = _mm_packs_epi32(equal(0), equal(4)), high = _mm_packs_epi32(equal(8), equal(12));
+            return static_cast<unsigned>(_mm_movemask_epi8(_mm_packs_epi16(low, high))) ^ 0xffffu;
         }
-        return suspects;
+#endif
+        std::uint64_t differing = 0;
+        for (unsigned i = 0; i < kGroup; ++i) differing |= std::uint64_t(a[i] != b[i]) << i;
+        return differing;
     }
 
     std::array<Value, kSlots> m_values{};

@@ -16,14 +16,7 @@ constexpr std::array kStateNumbers = {
 static_assert(kStateNumbers.size() == CTextureState::LAST_STATE && IsEachNumberOnce(kStateNumbers),
               "a texture stage state is missing or doubled");
 
-// Both by number, with null at 0.
-constexpr auto kDeviceSetters = [] {
-    std::array<CTextureState::DeviceSetter, CTextureState::LAST_STATE + 1> setters{};
-#define ROW(number, NAME, Setter, reader) setters[number] = &CRenderSystem::Set##Setter;
-#include "QK3DTextureStateTable.inl"
-    return setters;
-}();
-
+// By number, with null at 0.
 constexpr auto setStateFuns = [] {
     std::array<void (CTextureState::*)(Json::Value const&), CTextureState::LAST_STATE + 1> setters{};
 #define ROW(number, NAME, Setter, reader) setters[number] = &CTextureState::Set##Setter;
@@ -54,6 +47,13 @@ void Store(CTextureState& block, CTextureState::EState state, std::uint32_t valu
 }
 void Store(CTextureState& block, CTextureState::EState, Matrix44 const& value) { block.SetTransformMatrix(value); }
 } // namespace
+
+constinit std::array<CTextureState::DeviceSetter, CTextureState::LAST_STATE + 1> const CTextureState::s_deviceSetters = [] {
+    std::array<DeviceSetter, LAST_STATE + 1> setters{};
+#define ROW(number, NAME, Setter, reader) setters[number] = &CRenderSystem::Set##Setter;
+#include "QK3DTextureStateTable.inl"
+    return setters;
+}();
 
 constinit StateNameMap<CTextureState::LAST_STATE> gStringTextureStateStateMap{{{
 #define ROW(number, NAME, Setter, reader) {#NAME, number},
@@ -113,10 +113,6 @@ bool CTextureState::SetFromParameter(Json::Value const& value) {
 void CTextureState::InitStringStateMap() { gStringTextureStateStateMap.Fill(); }
 void CTextureState::ClearStringStateMap() { gStringTextureStateStateMap.Clear(); }
 void CTextureState::InitSetStateFuns() {}
-
-CTextureState::DeviceSetter CTextureState::GetDeviceSetter(int state) {
-    return state >= 1 && state <= LAST_STATE ? kDeviceSetters[static_cast<std::size_t>(state)] : nullptr;
-}
 
 bool CTextureState::_LoadImpl() {
     if (m_path.empty()) return true;

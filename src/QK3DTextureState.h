@@ -4,6 +4,7 @@
 #include "QK3DResourceManager.h"
 #include "QK3DStateBlock.h"
 #include "QK3DStateNames.h"
+#include <array>
 #include <memory>
 
 namespace qk3d {
@@ -48,7 +49,9 @@ public:
     static void ClearStringStateMap();
     static void InitSetStateFuns();
 
-    static DeviceSetter GetDeviceSetter(int state);
+    static DeviceSetter GetDeviceSetter(int state) {
+        return state >= 1 && state <= LAST_STATE ? s_deviceSetters[static_cast<std::size_t>(state)] : nullptr;
+    }
 
 protected:
     bool _LoadImpl() override;
@@ -58,6 +61,9 @@ protected:
     static EState _StringToState(string& name);
 
     std::unique_ptr<Matrix44> m_transformMatrix; // kept when the state is removed, for the next time
+
+private:
+    static std::array<DeviceSetter, LAST_STATE + 1> const s_deviceSetters; // by number, with null at 0
 };
 
 /// The numbers of the texture stage states by name, empty before InitStringStateMap.
