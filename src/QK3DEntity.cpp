@@ -116,30 +116,34 @@ void CEntity::_UpdateImpl(bool changed) {
     for (CSubEntity* subEntity : m_subEntities) subEntity->UpdateWordMatrix(true);
 }
 
-// When the mesh cannot be loaded the old sub-entities stay.
 CEntity::EMeshCheck CEntity::CheckMesh() {
-    if (m_mesh == nullptr) return EMeshCheck::Kept;
-    if (m_mesh->GetLoadingState() != LOADSTATE_LOADED || m_isMeshPending) {
-        if (!m_mesh->MakeSureLoaded()) return EMeshCheck::Failed;
-        m_isMeshPending = false;
-        DestroyAllSubEntity();
-        for (unsigned int i = 0; i < m_mesh->GetSubMeshNum(); ++i) _CreateSubEntity(m_mesh->GetSubMesh(i));
-        return EMeshCheck::Renewed;
-    }
-    if (!AreAllSubMeshesLost()) return EMeshCheck::Kept;
-    SetMesh(m_mesh);
+    if (!m_mesh) return EMeshCheck::Kept;
+    if (m_mesh->GetLoadingState() != LOADSTATE_LOADED || m_isMeshPending) return RenewSubEntities();
+    return m_isSubMeshLost ? ReplaceLostSubMeshes() : EMeshCheck::Kept;
+}
+
+// When the mesh cannot be loaded the old sub-entities stay.
+CEntity::EMeshCheck CEntity::RenewSubEntities() {
+    if (!m_mesh->MakeSureLoaded()) return EMeshCheck::Failed;
+    m_isMeshPending = false;
+    DestroyAllSubEntity();
+    for (unsigned int i = 0; i < m_mesh->GetSubMeshNum(); ++i) _CreateSubEntity(m_mesh->GetSubMesh(i));
     return EMeshCheck::Renewed;
 }
 
-bool CEntity::AreAllSubMeshesLost() const {
-    return !m_subEntities.empty() && std::all_of(m_subEntities.begin(), m_subEntities.end(),
-                                                 [](CSubEntity const* sub) { return sub->m_isSubMeshLost; });
+// When all of them are lost somebody else has loaded the mesh anew; else the caller took some away.
+CEntity::EMeshCheck CEntity::ReplaceLostSubMeshes() {
+    auto const isLost = [](CSubEntity const* sub) { return sub->m_isSubMeshLost; };
+    m_isSubMeshLost = std::any_of(m_subEntities.begin(), m_subEntities.end(), isLost);
+    if (!m_isSubMeshLost || !std::all_of(m_subEntities.begin(), m_subEntities.end(), isLost)) return EMeshCheck::Kept;
+    SetMesh(m_mesh);
+    return EMeshCheck::Renewed;
 }
 
 // False when there is nothing to draw now.
 bool CEntity::PrepareForDrawing(CRenderSystem* renderSystem) {
     if (!m_visible) return false;
-    if (m_mesh != nullptr && m_mesh->GetRenderSystem() != renderSystem && !m_mesh->SetRenderSystem(renderSystem))
+    if (m_mesh && m_mesh->GetRenderSystem() != renderSystem && !m_mesh->SetRenderSystem(renderSystem))
         return false;
     return CheckMesh() != EMeshCheck::Failed;
 }

@@ -78,6 +78,8 @@ private:
     friend class CEntity;
     friend class CSubMesh;
 
+    void LoseSubMesh();
+
     CSubEntity* m_previousUser = nullptr; // of the same sub-mesh
     CSubEntity* m_nextUser = nullptr;
     bool m_isSubMeshLost = false; // it was destroyed, and no other was set since
@@ -138,12 +140,16 @@ protected:
     SubEntityList m_subEntities; // owned
 
 private:
+    friend class CSubEntity;
+
     enum class EMeshCheck { Failed, Kept, Renewed };
 
     EMeshCheck CheckMesh();
-    bool AreAllSubMeshesLost() const;
+    EMeshCheck RenewSubEntities();
+    EMeshCheck ReplaceLostSubMeshes();
     bool PrepareForDrawing(CRenderSystem* renderSystem);
 
     bool m_isMeshPending = false; // it was not loaded when it was set
+    bool m_isSubMeshLost = false; // perhaps: some sub-entity lost its own since this was last looked at
 };
 } // namespace qk3d

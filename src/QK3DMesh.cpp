@@ -9,11 +9,7 @@ CSubMesh::CSubMesh(CMesh* parent, bool useShareVertexData)
     : m_parent(parent), m_useShareVertexData(useShareVertexData) {}
 
 CSubMesh::~CSubMesh() {
-    while (m_firstUser) {
-        CSubEntity* const user = m_firstUser;
-        user->SetSubMesh(nullptr);
-        user->m_isSubMeshLost = true;
-    }
+    while (m_firstUser) m_firstUser->LoseSubMesh();
     delete m_vertexData;
     delete m_indexData;
 }

@@ -35,8 +35,10 @@ void CMovableObject::RenderRenderableObject(CRenderSystem*, long long) {}
 
 bool CMovableObject::Update(bool force) {
     CLifeWatch const watch(m_life);
-    m_updateListeners.Notify([this](auto* listener) { listener->OnMovableObjectPerUpdate(this); });
-    if (watch.IsDead()) return true;
+    if (!m_updateListeners.IsEmpty()) {
+        NotifyPerUpdate();
+        if (watch.IsDead()) return true;
+    }
 
     bool const changed = force || m_transformChanged;
     if (changed) {
@@ -51,8 +53,17 @@ bool CMovableObject::Update(bool force) {
     _UpdateImpl(changed);
     if (watch.IsDead()) return true;
     m_transformChanged = false;
-    m_updateListeners.Notify([this](auto* listener) { listener->OnMovableObjectPostUpdate(this); });
+    if (!m_updateListeners.IsEmpty()) NotifyPostUpdate();
     return true;
+}
+
+// Apart from the update, which mostly has nobody to tell and should not carry their frame.
+void CMovableObject::NotifyPerUpdate() {
+    m_updateListeners.Notify([this](auto* listener) { listener->OnMovableObjectPerUpdate(this); });
+}
+
+void CMovableObject::NotifyPostUpdate() {
+    m_updateListeners.Notify([this](auto* listener) { listener->OnMovableObjectPostUpdate(this); });
 }
 
 void CMovableObject::CopyFrom(CMovableObject const& other) {

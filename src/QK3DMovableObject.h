@@ -117,5 +117,9 @@ protected:
     bool m_worldMatrixIdentity = true;
     CListenerList<CUpdateListener> m_updateListeners;
     CLifeLine m_life;
+
+private:
+    void NotifyPerUpdate();
+    void NotifyPostUpdate();
 };
 } // namespace qk3d

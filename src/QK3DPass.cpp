@@ -167,11 +167,22 @@ void CPass::Load() {
 void CPass::Unload() {}
 
 void CPass::PrepareForRender(CRenderSystem* system, long long time) {
-    VisitSlots(m_textures,
-               [system, time](_ResourceSharePtr<CTexture>& texture) { texture->PrepareForRender(system, time); });
-    m_vertexProgram.PrepareForRender(system);
-    m_pixelProgram.PrepareForRender(system);
-    m_commProgram.PrepareForRender(system);
+    bool isReady = true;
+    for (CTexture const* const texture : std::as_const(m_textures))
+        isReady = isReady && (!texture || texture->IsReadyForRender(system));
+    if (!isReady)
+        VisitSlots(m_textures,
+                   [system, time](_ResourceSharePtr<CTexture>& texture) { texture->PrepareForRender(system, time); });
+    if (m_vertexProgram.program) m_vertexProgram.PrepareForRender(system);
+    if (m_pixelProgram.program) m_pixelProgram.PrepareForRender(system);
+    if (m_commProgram.program) m_commProgram.PrepareForRender(system);
+}
+
+unsigned int CPass::GetStateNum() const {
+    unsigned int count = m_renderState ? m_renderState->GetStateNum() : 0;
+    for (auto const& state : m_textureStates)
+        if (state) count += state->GetStateNum();
+    return count;
 }
 
 bool CPass::FormatToParameter(Json::Value&) const { return true; }

@@ -49,6 +49,9 @@ public:
     /// Whether the render queue sorts what is drawn with this pass as transparent. Nothing in this library sets it.
     bool IsAlpha() const { return m_isAlpha; }
 
+    /// How many states the pass sets itself: those of its render state and of its texture states.
+    unsigned int GetStateNum() const;
+
     /// The lengths of the three lists.
     unsigned int GetMaxTextureLevel() const { return static_cast<unsigned int>(m_textures.size()); }
     unsigned int GetMaxTextureStateLevel() const { return static_cast<unsigned int>(m_textureStates.size()); }
@@ -154,5 +157,12 @@ protected:
     ProgramSlot m_vertexProgram;
     ProgramSlot m_pixelProgram;
     ProgramSlot m_commProgram;
+
+private:
+    friend class CQueueRenderableCollection;
+
+    // Worked out once a sort: the number of the sort that asked last, and what it was told.
+    mutable unsigned long long m_sort = 0;
+    mutable unsigned int m_sortStateNum = 0;
 };
 } // namespace qk3d

@@ -9,35 +9,49 @@
 #include <algorithm>
 
 namespace qk3d {
-CQueueRenderableCollection::CQueueRenderableCollection(QueueSortMode mode) : m_sortMode(mode) {}
+CQueueRenderableCollection::CQueueRenderableCollection(QueueSortMode mode)
+    : m_sortMode(mode), m_isInAddingOrder(mode != QSM_BY_PASS) {}
 CQueueRenderableCollection::~CQueueRenderableCollection() = default;
 
 void CQueueRenderableCollection::SetQueueSortMode(QueueSortMode mode) {
-    if (m_order.empty()) m_sortMode = mode;
+    if (!m_entries.empty()) return;
+    m_sortMode = mode;
+    Clear();
 }
 
 void CQueueRenderableCollection::AddRenderablePass(CRenderableObject* renderable, CPass* pass) {
     if (!renderable) return;
-    auto const entry = static_cast<unsigned int>(m_entries.size());
     m_entries.emplace_back(renderable, pass);
+    if (!m_isInAddingOrder) InsertInOrder(static_cast<unsigned int>(m_entries.size() - 1));
+}
+
+// While entries are not drawn in the order of adding each new one needs a place among them: where its pass belongs, or
+// the last one until the next sort.
+void CQueueRenderableCollection::InsertInOrder(unsigned int entry) {
     auto place = m_order.end();
     if (m_sortMode == QSM_BY_PASS)
         place = std::lower_bound(m_order.begin(), m_order.end(), entry, [this](unsigned int a, unsigned int b) {
             return RenderablePass::RenderablePassCmpByPassDesc(m_entries[a], m_entries[b]);
         });
-    m_order.insert(place, entry);
+    try {
+        m_order.insert(place, entry);
+    } catch (...) {
+        m_entries.pop_back();
+        throw;
+    }
 }
 
 void CQueueRenderableCollection::Clear() {
     m_entries.clear();
-    m_order.clear();
+    m_isInAddingOrder = m_sortMode != QSM_BY_PASS;
+    if (!m_isInAddingOrder) m_order.clear();
 }
 
 void CQueueRenderableCollection::Render(CRenderSystem* renderSystem, long long time) {
     CLifeWatch const watch(m_life);
     CRenderOperation operation;
     Matrix44 world;
-    for (std::size_t i = 0; !watch.IsDead() && i < m_order.size(); ++i) {
+    for (std::size_t i = 0; !watch.IsDead() && i < m_entries.size(); ++i) {
         // A copy: drawing may draw a texture, and with it anything.
         RenderablePass const entry = GetRenderablePass(i);
         CLifeWatch const entryWatch(entry.renderable->m_life);
@@ -49,7 +63,9 @@ void CQueueRenderableCollection::Render(CRenderSystem* renderSystem, long long t
         renderSystem->SetWorldMatrix(world);
         entry.renderable->GetRenderOperation(operation);
         renderSystem->Render(operation);
-        entry.renderable->PostRender(renderSystem, time);
+        entry.renderable->_PostRenderImpl(renderSystem, time); // PostRender, with the watch that stands here anyway
+        if (!entryWatch.IsDead() && !entry.renderable->m_renderListeners.IsEmpty())
+            entry.renderable->_NotifyPostRenderListener(renderSystem);
     }
 }
 

@@ -35,7 +35,8 @@ struct QK3D_API RenderablePass {
 };
 
 /// The entries of one kind. They lie in one block in the order of adding, which is kept from frame to frame: after the
-/// first frames nothing is allocated, and since addresses rise in the order of adding, ties keep that order.
+/// first frames nothing is allocated, and since addresses rise in the order of adding, ties keep that order. A sort begins
+/// with the order that the last one ended with, so it costs little where not much has changed.
 class QK3D_API CQueueRenderableCollection {
 public:
     explicit CQueueRenderableCollection(QueueSortMode mode);
@@ -56,18 +57,23 @@ public:
     /// In the present order. An object may add to the collection or clear it while it is drawn.
     void Render(CRenderSystem* renderSystem, long long time);
 
-    std::size_t GetRenderablePassNum() const { return m_order.size(); }
+    std::size_t GetRenderablePassNum() const { return m_entries.size(); }
     /// The entry that is drawn as number `index`; the index is not tested.
-    RenderablePass const& GetRenderablePass(std::size_t index) const { return m_entries[m_order[index]]; }
+    RenderablePass const& GetRenderablePass(std::size_t index) const {
+        return m_entries[m_isInAddingOrder ? index : m_order[index]];
+    }
 
 private:
     class CLess;
 
+    void InsertInOrder(unsigned int entry);
+    void GuessOrder();
+
     QueueSortMode m_sortMode;
+    bool m_isInAddingOrder = true;
     std::vector<RenderablePass> m_entries;
-    std::vector<unsigned int> m_order;   // places in m_entries, in the order of drawing
+    std::vector<unsigned int> m_order; // places in m_entries, in the order of drawing; else what the last sort came to
     std::vector<unsigned int> m_scratch; // of the sort
-    std::vector<unsigned int> m_states;  // by entry: how many states its pass sets, once the sort has asked for it
     CLifeLine m_life;
 };
 

@@ -12,29 +12,23 @@ namespace qk3d {
 namespace {
 // Depths that differ by no more count as equal: the spacing of floats at 1.
 constexpr float kDepthTolerance = 1.1920929e-7f;
-constexpr unsigned int kUnknown = ~0u;
+
+// The number of the sort in progress: what a pass was counted for belongs to one of them.
+constinit unsigned long long sorts = 0;
 
 // A block that two passes share counts the same on both sides, so leaving it out of their comparison changes nothing, and
 // one number for each pass serves against all others.
-unsigned int CountStates(CPass const& pass) {
-    unsigned int count = 0;
-    if (auto const& state = pass.GetRenderState(); state != nullptr) count += state->GetStateNum();
-    for (auto state = pass.EnumTextureStateBegin(); state != pass.EnumTextureStateEnd(); ++state)
-        if (*state != nullptr) count += (*state)->GetStateNum();
-    return count;
-}
-
 // Negative if `a` has fewer states, positive if it has more, 0 if addresses decide. No pass is less than any pass.
 template <class Count>
 int ComparePasses(CPass const* a, CPass const* b, Count const& count) {
     if (a == b) return 0;
     if (!a || !b) return a ? 1 : -1;
-    auto const na = count(*a, 0), nb = count(*b, 1);
+    unsigned int const na = count(*a), nb = count(*b);
     return na < nb ? -1 : na > nb ? 1 : 0;
 }
 
 int CompareStates(RenderablePass const& a, RenderablePass const& b) {
-    return ComparePasses(a.pass, b.pass, [](CPass const& pass, int) { return CountStates(pass); });
+    return ComparePasses(a.pass, b.pass, [](CPass const& pass) { return pass.GetStateNum(); });
 }
 
 // Sorts what `less` may be wrong about: every loop is bounded by places alone. In order already costs one comparison a run.
@@ -81,10 +75,11 @@ bool RenderablePass::RenderablePassCmpByPassDesc(RenderablePass const& a, Render
 // Compares entries by their places, which rise with their addresses.
 class CQueueRenderableCollection::CLess {
 public:
-    CLess(CQueueRenderableCollection& collection, CCamera* camera, long long time)
-        : m_collection(collection),
+    CLess(CQueueRenderableCollection const& collection, CCamera* camera, long long time)
+        : m_entries(collection.m_entries.data()),
           m_camera(camera),
           m_time(time),
+          m_sort(++sorts),
           m_isAscending(collection.m_sortMode == QSM_FRONT_TO_BACK) {}
 
     bool operator()(unsigned int a, unsigned int b) const {
@@ -96,29 +91,52 @@ public:
 
 private:
     float GetDepth(unsigned int entry) const {
-        return m_collection.m_entries[entry].renderable->GetSquaredViewDepth(m_camera, m_time);
+        return m_entries[entry].renderable->GetSquaredViewDepth(m_camera, m_time);
     }
 
     bool IsPassBefore(unsigned int a, unsigned int b, bool isAscending) const {
-        int order = ComparePasses(m_collection.m_entries[a].pass, m_collection.m_entries[b].pass,
-                                  [&](CPass const& pass, int side) {
-                                      unsigned int& states = m_collection.m_states[side ? b : a];
-                                      if (states == kUnknown) states = CountStates(pass);
-                                      return states;
-                                  });
-        if (order == 0) order = a < b ? -1 : a > b ? 1 : 0;
+        int order = ComparePasses(m_entries[a].pass, m_entries[b].pass, [this](CPass const& pass) {
+            if (pass.m_sort != m_sort) {
+                pass.m_sortStateNum = pass.GetStateNum();
+                pass.m_sort = m_sort;
+            }
+            return pass.m_sortStateNum;
+        });
+        if (order == 0) order = a < b ? -1 : 1;
         return isAscending ? order < 0 : order > 0;
     }
 
-    CQueueRenderableCollection& m_collection;
+    RenderablePass const* m_entries;
     CCamera* m_camera;
     long long m_time;
+    unsigned long long m_sort;
     bool m_isAscending;
 };
 
 void CQueueRenderableCollection::Sort(CCamera* camera, long long time) {
     if (m_sortMode == QSM_BY_PASS) return; // in order already
-    m_states.assign(m_entries.size(), kUnknown);
-    MergeSort(m_order, m_scratch, CLess(*this, camera, time));
+    CLess const less(*this, camera, time);
+    auto const size = static_cast<unsigned int>(m_entries.size());
+    if (m_order.empty()) {
+        unsigned int inOrder = 1;
+        while (inOrder < size && !less(inOrder, inOrder - 1)) ++inOrder;
+        if (inOrder >= size) return;
+    }
+    try {
+        GuessOrder();
+        MergeSort(m_order, m_scratch, less);
+        m_isInAddingOrder = false;
+    } catch (...) { // half sorted, some entries may be missing from it
+        m_isInAddingOrder = true;
+        m_order.clear();
+        throw;
+    }
+}
+
+// The order of the last sort, less the places that are no more; those it did not have come last.
+void CQueueRenderableCollection::GuessOrder() {
+    std::size_t const size = m_entries.size(), known = m_order.size();
+    if (known > size) std::erase_if(m_order, [size](unsigned int entry) { return entry >= size; });
+    for (std::size_t entry = known; entry < size; ++entry) m_order.push_back(static_cast<unsigned int>(entry));
 }
 } // namespace qk3d

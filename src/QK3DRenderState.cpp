@@ -23,12 +23,13 @@ constexpr auto setStateFuns = [] {
 }();
 } // namespace
 
-constinit std::array<CRenderState::DeviceSetter, CRenderState::LAST_STATE + 1> const CRenderState::s_deviceSetters = [] {
-    std::array<DeviceSetter, LAST_STATE + 1> setters{};
+constinit std::array<CRenderState::DeviceSetter, CRenderState::LAST_STATE + 1> const CRenderState::s_deviceSetters =
+    [] {
+        std::array<DeviceSetter, LAST_STATE + 1> setters{};
 #define ROW(number, NAME, Setter, reader) setters[number] = &CRenderSystem::Set##Setter;
 #include "QK3DRenderStateTable.inl"
-    return setters;
-}();
+        return setters;
+    }();
 
 constinit StateNameMap<CRenderState::LAST_STATE> gStringRenderStateStateMap{{{
 #define ROW(number, NAME, Setter, reader) {#NAME, number},

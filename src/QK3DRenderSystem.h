@@ -289,6 +289,7 @@ private:
     void _ApplyPassSamplerStates(CPass const& pass);
     void _ApplyPassTextureStates(CPass const& pass);
 
+    unsigned int m_stageNum = 0; // 0 while the device was not asked
     bool m_isInFrame = false;
     bool m_isDying = false;                             // the back-end's part is gone: no call can reach it
     string m_lastDrawn;                                 // the target that the frame is at

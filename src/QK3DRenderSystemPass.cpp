@@ -26,9 +26,10 @@ typename Block::Entries const& EntriesOf(Block const* block) {
 // Sends to `system` what differs between two blocks, either of which may be null. `stage` is the stage, or nothing.
 template <class Block, class... Stage>
 void SendDifferences(CRenderSystem& system, Block const* next, Block const* active, Block const* base, Stage... stage) {
+    auto const* const setters = Block::GetDeviceSetters().data();
     Block::Entries::VisitDifferences(
         next ? &next->GetEntries() : nullptr, active ? &active->GetEntries() : nullptr, EntriesOf(base),
-        [&](int state, auto value) { (system.*Block::GetDeviceSetter(state))(stage..., ToDevice(value)); });
+        [&system, setters, stage...](int state, auto value) { (system.*setters[state])(stage..., ToDevice(value)); });
 }
 
 // Sends one state as `block` has it, or else as `base` has it, whatever the device believes.
@@ -50,7 +51,11 @@ Block const* At(std::vector<_ResourceSharePtr<Block>> const& active, unsigned in
 }
 } // namespace
 
-unsigned int CRenderSystem::_StageNum() { return static_cast<unsigned int>(std::max(0, GetTextureStageNum())); }
+// Asked once, since it is fixed for the life of the device.
+unsigned int CRenderSystem::_StageNum() {
+    if (m_stageNum == 0) m_stageNum = static_cast<unsigned int>(std::max(0, GetTextureStageNum()));
+    return m_stageNum;
+}
 
 void CRenderSystem::SetRenderState(_ResourceSharePtr<CRenderState> const& state) {
     CRenderState const* const next = state;
@@ -144,27 +149,37 @@ void CRenderSystem::SetPass(CPass const* pass) {
         return;
     }
 
+    // Most passes of a frame have no more than textures and render states; what is none on both sides costs no call.
     _ApplyPassTextures(*pass);
-    _ApplyPassSamplerStates(*pass);
+    if (pass->EnumSamplerStateBegin() != pass->EnumSamplerStateEnd() || m_activeSamplerStateLevel != 0)
+        _ApplyPassSamplerStates(*pass);
     SetRenderState(pass->GetRenderState());
 
-    bool const isVertexOn = SetVertexShader(pass->PeekVertexShader()) && pass->PeekVertexShader();
-    if (isVertexOn) SetVertexShaderParamTable(pass->GetVertexShaderParamTable());
-    bool const isPixelOn = SetPixelShader(pass->PeekPixelShader()) && pass->PeekPixelShader();
-    if (isPixelOn) SetPixelShaderParamTable(pass->GetPixelShaderParamTable());
+    bool isVertexOn = false, isPixelOn = false;
+    if (pass->PeekVertexShader() || m_activeVertexShader || m_boundVertexShader) {
+        isVertexOn = SetVertexShader(pass->PeekVertexShader()) && pass->PeekVertexShader();
+        if (isVertexOn) SetVertexShaderParamTable(pass->GetVertexShaderParamTable());
+    }
+    if (pass->PeekPixelShader() || m_activePixelShader || m_boundPixelShader) {
+        isPixelOn = SetPixelShader(pass->PeekPixelShader()) && pass->PeekPixelShader();
+        if (isPixelOn) SetPixelShaderParamTable(pass->GetPixelShaderParamTable());
+    }
 
     // With both programs on nothing reads the stage blocks, so what is active of them stays.
-    if (!isVertexOn || !isPixelOn) _ApplyPassTextureStates(*pass);
+    bool const hasTextureStates =
+        pass->EnumTextureStateBegin() != pass->EnumTextureStateEnd() || m_activeTextureStateLevel != 0;
+    if (hasTextureStates && (!isVertexOn || !isPixelOn)) _ApplyPassTextureStates(*pass);
 
-    if (SetCommShader(pass->PeekCommShader()) && pass->PeekCommShader())
-        SetCommShaderParamTable(pass->GetCommShaderParamTable());
+    if (pass->PeekCommShader() || m_activeCommShader || m_boundCommShader)
+        if (SetCommShader(pass->PeekCommShader()) && pass->PeekCommShader())
+            SetCommShaderParamTable(pass->GetCommShaderParamTable());
 }
 
 void CRenderSystem::_ApplyPassTextures(CPass const& pass) {
-    unsigned int const level = std::min(pass.GetMaxTextureLevel(), _StageNum());
-    auto texture = pass.EnumTextureBegin();
-    for (unsigned int stage = 0; stage < level; ++stage, ++texture)
-        SetTexture(stage, true, static_cast<CTexture const*>(*texture));
+    unsigned int const stageNum = _StageNum();
+    unsigned int level = 0;
+    for (auto texture = pass.EnumTextureBegin(); texture != pass.EnumTextureEnd() && level < stageNum; ++texture)
+        SetTexture(level++, true, static_cast<CTexture const*>(*texture));
     _UnbindTextures(level, m_activeTextureLevel);
     m_activeTextureLevel = level;
 }
@@ -233,6 +248,7 @@ void CRenderSystem::_DropActiveState() {
     auto const pixelShader = std::exchange(m_activePixelShader, nullptr);
     auto const commShader = std::exchange(m_activeCommShader, nullptr);
     m_boundVertexShader = m_boundPixelShader = m_boundCommShader = nullptr;
+    m_stageNum = 0;
 }
 
 void CRenderSystem::_SendActiveState() {

@@ -16,14 +16,10 @@ CRenderableObject::~CRenderableObject() = default;
 bool CRenderableObject::_PerRenderImpl(CRenderSystem*, long long) { return true; }
 void CRenderableObject::_PostRenderImpl(CRenderSystem*, long long) {}
 
-bool CRenderableObject::PerRender(CRenderSystem* renderSystem, long long time) {
-    return _PerRenderImpl(renderSystem, time) && _NotifyPerRenderListener(renderSystem);
-}
-
 void CRenderableObject::PostRender(CRenderSystem* renderSystem, long long time) {
     CLifeWatch const watch(m_life);
     _PostRenderImpl(renderSystem, time);
-    if (!watch.IsDead()) _NotifyPostRenderListener(renderSystem);
+    if (!watch.IsDead() && !m_renderListeners.IsEmpty()) _NotifyPostRenderListener(renderSystem);
 }
 
 void CRenderableObject::Render(CRenderSystem* renderSystem, long long time) {

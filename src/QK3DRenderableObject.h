@@ -46,7 +46,10 @@ protected:
 
 public:
     /// Called before each draw. False when this draw is to be left out; the listeners do not hear of it then.
-    bool PerRender(CRenderSystem* renderSystem, long long time);
+    bool PerRender(CRenderSystem* renderSystem, long long time) {
+        return _PerRenderImpl(renderSystem, time) &&
+               (m_renderListeners.IsEmpty() || _NotifyPerRenderListener(renderSystem));
+    }
     void PostRender(CRenderSystem* renderSystem, long long time);
     /// Draws at once, pass by pass, without a queue.
     void Render(CRenderSystem* renderSystem, long long time);

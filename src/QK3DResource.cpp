@@ -124,11 +124,6 @@ bool CResource::MakeSurePrepared() {
            m_loadingState == LOADSTATE_LOADED;
 }
 
-bool CResource::MakeSureLoaded() {
-    Load();
-    return m_loadingState == LOADSTATE_LOADED;
-}
-
 bool CResource::WaitForPrepared() { return MakeSurePrepared(); }
 bool CResource::WaitForLoaded() { return MakeSureLoaded(); }
 

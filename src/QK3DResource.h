@@ -68,7 +68,7 @@ public:
 
     /// Do what is missing and say whether the resource is at least prepared, or loaded, now. No waiting is involved.
     bool MakeSurePrepared();
-    bool MakeSureLoaded();
+    bool MakeSureLoaded() { return m_loadingState == LOADSTATE_LOADED || Load(); }
     bool WaitForPrepared();
     bool WaitForLoaded();
 

@@ -9,20 +9,6 @@ namespace qk3d {
 ResourceSharePtr::ResourceSharePtr(CResource* resource)
     : m_pointer(resource), m_ref(resource ? new unsigned int(1) : nullptr) {}
 
-ResourceSharePtr::ResourceSharePtr(ResourceSharePtr const& other) : m_pointer(other.m_pointer), m_ref(other.m_ref) {
-    _AddRef();
-}
-
-ResourceSharePtr::~ResourceSharePtr() { _SubRef(); }
-
-ResourceSharePtr& ResourceSharePtr::operator=(ResourceSharePtr const& other) {
-    if (m_pointer == other.m_pointer) return *this;
-    // `other` may lie inside the resource that is let go here, so it is read to the end before that happens.
-    ResourceSharePtr previous(other);
-    Swap(previous);
-    return *this;
-}
-
 unsigned int ResourceSharePtr::Release() const {
     // Emptied first: what happens below may destroy whatever this handle is part of.
     ResourceSharePtr dropped;
@@ -34,19 +20,12 @@ unsigned int ResourceSharePtr::Release() const {
     return rest;
 }
 
-void ResourceSharePtr::Swap(ResourceSharePtr& other) {
-    std::swap(m_pointer, other.m_pointer);
-    std::swap(m_ref, other.m_ref);
-}
-
 ResourceSharePtr& ResourceSharePtr::GetNullSharePtr() {
     static ResourceSharePtr null;
     return null;
 }
 
-unsigned int ResourceSharePtr::_SubRef() const {
-    if (!m_ref) return 0;
-    unsigned int const rest = --*m_ref;
+unsigned int ResourceSharePtr::_Drop(unsigned int rest) const {
     if (rest == 0) {
         CResource* const resource = std::exchange(m_pointer, nullptr);
         delete std::exchange(m_ref, nullptr);
@@ -54,7 +33,7 @@ unsigned int ResourceSharePtr::_SubRef() const {
         return 0;
     }
     // The resource is gone when the manager returns, and the fields of this handle with it: nobody may read them again.
-    if (rest == 1 && m_pointer && m_pointer->GetResourceManager())
+    if (m_pointer && m_pointer->GetResourceManager())
         m_pointer->GetResourceManager()->_NotifyResourceRelease(*this, 1);
     return rest;
 }

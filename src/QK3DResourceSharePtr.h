@@ -5,6 +5,7 @@
 #include <concepts>
 #include <cstddef>
 #include <type_traits>
+#include <utility>
 
 namespace qk3d {
 class CResource;
@@ -20,11 +21,17 @@ public:
     /// The first handle of a new resource. Never make two handles from one raw pointer: each would count for itself.
     explicit ResourceSharePtr(CResource* resource);
 
-    ResourceSharePtr(ResourceSharePtr const& other);
-    virtual ~ResourceSharePtr();
+    ResourceSharePtr(ResourceSharePtr const& other) : m_pointer(other.m_pointer), m_ref(other.m_ref) { _AddRef(); }
+    virtual ~ResourceSharePtr() { _SubRef(); }
 
     /// Handles of the same resource are left as they are.
-    ResourceSharePtr& operator=(ResourceSharePtr const& other);
+    ResourceSharePtr& operator=(ResourceSharePtr const& other) {
+        if (m_pointer == other.m_pointer) return *this;
+        // `other` may lie inside the resource that is let go here, so it is read to the end before that happens.
+        ResourceSharePtr previous(other);
+        Swap(previous);
+        return *this;
+    }
 
     /// The resource or null. Nothing here tests for null or throws, unlike CSharePtr.
     operator CResource*() { return m_pointer; }
@@ -43,20 +50,29 @@ public:
     /// told of it let go too.
     unsigned int Release() const;
 
-    void Swap(ResourceSharePtr& other);
+    void Swap(ResourceSharePtr& other) {
+        std::swap(m_pointer, other.m_pointer);
+        std::swap(m_ref, other.m_ref);
+    }
 
     /// The one null handle for operations that return a reference and found nothing. To be read only.
     static ResourceSharePtr& GetNullSharePtr();
 
 protected:
     unsigned int _AddRef() const { return m_ref ? ++*m_ref : 0; }
-    unsigned int _SubRef() const;
+    unsigned int _SubRef() const {
+        if (!m_ref) return 0;
+        unsigned int const rest = --*m_ref;
+        return rest > 1 ? rest : _Drop(rest); // the manager's table is the only holder left, or there is none
+    }
 
     mutable CResource* m_pointer = nullptr;
     mutable unsigned int* m_ref = nullptr; // owned together with the other holders
 
 private:
     friend class CResourceManager;
+
+    unsigned int _Drop(unsigned int rest) const;
 };
 
 /// Handles are equal if they hold the same resource; they compare with plain pointers too. A template, since it has to

@@ -23,12 +23,13 @@ constexpr auto setStateFuns = [] {
 }();
 } // namespace
 
-constinit std::array<CSamplerState::DeviceSetter, CSamplerState::LAST_STATE + 1> const CSamplerState::s_deviceSetters = [] {
-    std::array<DeviceSetter, LAST_STATE + 1> setters{};
+constinit std::array<CSamplerState::DeviceSetter, CSamplerState::LAST_STATE + 1> const CSamplerState::s_deviceSetters =
+    [] {
+        std::array<DeviceSetter, LAST_STATE + 1> setters{};
 #define ROW(number, NAME, Setter, reader) setters[number] = &CRenderSystem::Set##Setter;
 #include "QK3DSamplerStateTable.inl"
-    return setters;
-}();
+        return setters;
+    }();
 
 constinit StateNameMap<CSamplerState::LAST_STATE> gStringSamplerStateStateMap{{{
 #define ROW(number, NAME, Setter, reader) {#NAME, number},

@@ -153,7 +153,8 @@ private:
     bool IsPlain();
     bool IsSilentLeaf();
     CSceneNode* UpdateLeaves(unsigned int& next, bool changed);
-    static CSceneNode* UpdateUpToNext(CWalk& walk, bool& changed);
+    static void EnterForUpdate(CWalk& walk, CSceneNode* node, bool parentChanged);
+    static void FetchBelow(CSceneNode const* sibling, CSceneNode const* second);
     static bool NotifyPerUpdate(CWalk& walk, CSceneNode* node);
     static void NotifyPostUpdate(CWalk& walk, CSceneNode* node);
     bool RecomputeWorld(CSceneNode const* parent, bool parentChanged);

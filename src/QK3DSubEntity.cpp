@@ -17,18 +17,19 @@ CSubEntity::~CSubEntity() { SetSubMesh(nullptr); }
 
 CTechnique* CSubEntity::GetTechnique() {
     _MakeSureMaterialLoad();
-    return m_material != nullptr ? m_material->GetBestTechnique() : nullptr;
+    return m_material ? m_material->GetBestTechnique() : nullptr;
 }
 
 void CSubEntity::GetWorldTransform(Matrix44* out) const {
     if (!out) return;
-    bool const parentChanged = m_parent && m_parent->IsTransformChange();
-    if (parentChanged) {
+    if (m_parent && m_parent->IsTransformChange()) {
         CLifeWatch const watch(m_life);
         m_parent->Update(true);
         if (watch.IsDead()) return;
+        UpdateWordMatrix(true);
+    } else if (m_transformChanged) {
+        UpdateWordMatrix(true);
     }
-    if (m_transformChanged || parentChanged) UpdateWordMatrix(true);
     *out = m_worldTransform;
 }
 
@@ -56,6 +57,12 @@ void CSubEntity::SetSubMesh(CSubMesh* subMesh) {
     if (subMesh) subMesh->m_firstUser = this;
 }
 
+void CSubEntity::LoseSubMesh() {
+    SetSubMesh(nullptr);
+    m_isSubMeshLost = true;
+    if (m_parent) m_parent->m_isSubMeshLost = true;
+}
+
 void CSubEntity::SetMaterial(_ResourceSharePtr<CMaterial> const& material) { m_material = material; }
 
 _ResourceSharePtr<CMaterial>& CSubEntity::GetMaterial() {
@@ -77,10 +84,10 @@ void CSubEntity::UpdateWordMatrix(bool force) const {
 #include "QK3DTransformInternal.inl"
 
 void CSubEntity::_MakeSureMaterialLoad() {
-    if (m_material == nullptr) {
+    if (!m_material) {
         if (m_materialName.empty()) return;
         m_material = CQK3DMain::GetResourceSystem().GetResource("CMaterial", m_materialName);
     }
-    if (m_material != nullptr) m_material->MakeSureLoaded();
+    if (m_material) m_material->MakeSureLoaded();
 }
 } // namespace qk3d

@@ -60,6 +60,12 @@ public:
     /// update, drawn now, with the active target and viewport as before afterwards.
     void PrepareForRender(CRenderSystem* renderSystem, long long time);
 
+    /// Whether `PrepareForRender` on that system has nothing to do, as for nearly every draw.
+    bool IsReadyForRender(CRenderSystem const* renderSystem) const {
+        return m_renderSystem == renderSystem && renderSystem && m_loadingState == LOADSTATE_LOADED &&
+               !IsRenderTexture();
+    }
+
     /// The target that draws into this texture; made, and the texture loaded, at the first call. Null without usage
     /// TU_RENDERTARGET, without a render system, or if the back-end makes none. The render system owns it.
     CRenderTexture* GetRenderTexture();

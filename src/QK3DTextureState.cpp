@@ -48,12 +48,13 @@ void Store(CTextureState& block, CTextureState::EState state, std::uint32_t valu
 void Store(CTextureState& block, CTextureState::EState, Matrix44 const& value) { block.SetTransformMatrix(value); }
 } // namespace
 
-constinit std::array<CTextureState::DeviceSetter, CTextureState::LAST_STATE + 1> const CTextureState::s_deviceSetters = [] {
-    std::array<DeviceSetter, LAST_STATE + 1> setters{};
+constinit std::array<CTextureState::DeviceSetter, CTextureState::LAST_STATE + 1> const CTextureState::s_deviceSetters =
+    [] {
+        std::array<DeviceSetter, LAST_STATE + 1> setters{};
 #define ROW(number, NAME, Setter, reader) setters[number] = &CRenderSystem::Set##Setter;
 #include "QK3DTextureStateTable.inl"
-    return setters;
-}();
+        return setters;
+    }();
 
 constinit StateNameMap<CTextureState::LAST_STATE> gStringTextureStateStateMap{{{
 #define ROW(number, NAME, Setter, reader) {#NAME, number},

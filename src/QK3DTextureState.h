@@ -52,6 +52,8 @@ public:
     static DeviceSetter GetDeviceSetter(int state) {
         return state >= 1 && state <= LAST_STATE ? s_deviceSetters[static_cast<std::size_t>(state)] : nullptr;
     }
+    /// All of them by number, with null at 0: for walks, which know their numbers.
+    static std::array<DeviceSetter, LAST_STATE + 1> const& GetDeviceSetters() { return s_deviceSetters; }
 
 protected:
     bool _LoadImpl() override;
@@ -63,7 +65,7 @@ protected:
     std::unique_ptr<Matrix44> m_transformMatrix; // kept when the state is removed, for the next time
 
 private:
-    static std::array<DeviceSetter, LAST_STATE + 1> const s_deviceSetters; // by number, with null at 0
+    static std::array<DeviceSetter, LAST_STATE + 1> const s_deviceSetters;
 };
 
 /// The numbers of the texture stage states by name, empty before InitStringStateMap.

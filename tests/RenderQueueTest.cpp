@@ -10,6 +10,7 @@
 #include <numeric>
 #include <random>
 #include <set>
+#include <stdexcept>
 
 using namespace qk3d;
 
@@ -109,11 +110,15 @@ TEST(QueueCollection, TheSortIsTheStableOneForSoundAnswers) {
     SCOPED_TRACE(seed);
     std::mt19937 random(seed);
     CCamera camera("");
+    // Used again and again: where a sort begins is of no matter.
+    CQueueRenderableCollection collections[] = {CQueueRenderableCollection(QSM_FRONT_TO_BACK),
+                                                CQueueRenderableCollection(QSM_BACK_TO_FRONT)};
     for (int round = 0; round < 200; ++round) {
         std::vector<Thing> things(random() % 300);
         for (auto& thing : things) thing.depth = static_cast<float>(random() % 50);
-        for (auto mode : {QSM_FRONT_TO_BACK, QSM_BACK_TO_FRONT}) {
-            CQueueRenderableCollection collection(mode);
+        for (auto& collection : collections) {
+            QueueSortMode const mode = collection.GetQueueSortMode();
+            collection.Clear();
             std::vector<Thing*> expected;
             for (auto& thing : things) collection.AddRenderablePass(&thing, nullptr), expected.push_back(&thing);
             collection.Sort(&camera, 0);
@@ -155,6 +160,36 @@ TEST(QueueCollection, NoAnswerOfADepthLosesAnEntry) {
             for (std::size_t i = 0; i < size; ++i) sorted.insert(collection.GetRenderablePass(i).renderable);
             ASSERT_EQ(sorted, expected) << kind << " " << size;
         }
+}
+
+TEST(QueueCollection, ADepthThatThrowsLosesNoEntry) {
+    struct Thrower : Thing {
+        int* answersLeft = nullptr;
+        float GetSquaredViewDepth(CCamera*, long long) const override {
+            return --*answersLeft < 0 ? throw std::runtime_error("no depth") : depth;
+        }
+    };
+    CCamera camera("");
+    CQueueRenderableCollection collection(QSM_FRONT_TO_BACK);
+    for (int answers = 0, isThrown = 1; isThrown; ++answers) {
+        int left = answers;
+        std::vector<Thrower> things(20);
+        collection.Clear();
+        for (auto& thing : things) {
+            thing.depth = static_cast<float>(7 * (&thing - things.data()) % 20);
+            thing.answersLeft = &left;
+            collection.AddRenderablePass(&thing, nullptr);
+        }
+        isThrown = false;
+        try {
+            collection.Sort(&camera, 0);
+        } catch (std::runtime_error const&) {
+            isThrown = true;
+        }
+        std::set<CRenderableObject*> drawn;
+        for (std::size_t i = 0; i < 20; ++i) drawn.insert(collection.GetRenderablePass(i).renderable);
+        ASSERT_EQ(drawn.size(), 20u) << "after " << answers << " answers";
+    }
 }
 
 TEST(QueueCollection, OneByPassIsAlwaysInOrder) {

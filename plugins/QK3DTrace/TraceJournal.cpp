@@ -2,6 +2,7 @@
 #include "TraceJournal.h"
 
 #include <algorithm>
+#include <new>
 #include <numeric>
 
 namespace qk3d {
@@ -30,6 +31,16 @@ char const* GetTraceOperationName(ETraceOperation operation) { return kNames[sta
 ETraceOperation FindTraceOperation(std::string_view name) {
     auto const found = std::find(std::begin(kNames), std::end(kNames), name);
     return static_cast<ETraceOperation>(found - std::begin(kNames));
+}
+
+void CTraceJournal::_Tell(ETraceOperation operation, void* how, void (*describe)(void* how, CTraceCall& call)) {
+    if (m_omitted[_Index(operation)]) return;
+    try {
+        m_call.Start(m_frame, GetTraceOperationName(operation), m_keepBlobs);
+        describe(how, m_call);
+        m_listener(m_call);
+    } catch (std::bad_alloc const&) { // destructors tell what they do, too: the line is lost
+    }
 }
 
 bool CTraceJournal::Omit(std::string_view operation, bool omit) {

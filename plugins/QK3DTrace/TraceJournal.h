@@ -4,8 +4,8 @@
 #include "TraceCall.h"
 #include <array>
 #include <functional>
-#include <new>
 #include <string_view>
+#include <type_traits>
 
 namespace qk3d {
 /// Every operation by number; the state setters stand behind the others in the order of their tables.
@@ -66,14 +66,10 @@ public:
     bool Record(ETraceOperation operation, Describe&& describe) {
         std::size_t const index = _Index(operation);
         ++m_counts[index];
-        if (m_listener && !m_omitted[index]) {
-            try {
-                m_call.Start(m_frame, GetTraceOperationName(operation), m_keepBlobs);
-                describe(m_call);
-                m_listener(m_call);
-            } catch (std::bad_alloc const&) { // destructors tell what they do, too: the line is lost
-            }
-        }
+        if (m_listener)
+            _Tell(operation, &describe, [](void* how, CTraceCall& call) {
+                (*static_cast<std::remove_reference_t<Describe>*>(how))(call);
+            });
         return !m_refused[index];
     }
     bool Record(ETraceOperation operation) {
@@ -87,6 +83,9 @@ public:
 private:
     static constexpr std::size_t kCount = static_cast<std::size_t>(ETraceOperation::Count);
     static std::size_t _Index(ETraceOperation operation) { return static_cast<std::size_t>(operation); }
+
+    // Apart from the counting, which is all that most calls need.
+    void _Tell(ETraceOperation operation, void* how, void (*describe)(void* how, CTraceCall& call));
 
     Listener m_listener;
     CTraceCall m_call; // its storage serves all calls
