@@ -11,6 +11,7 @@
 #include <gtest/gtest.h>
 #include <json/value.h>
 #include <locale>
+#include <sstream>
 
 using qklib::CSharePtr;
 
@@ -55,9 +56,6 @@ TEST(SharePtr, ReleasesInTheModeItWasGiven) {
     CSharePtr<Counted>(new Counted[3], qklib::PRM_DELETE_ARRAY).Release();
     EXPECT_EQ(Counted::alive, 0);
     CSharePtr<int>(static_cast<int*>(std::malloc(sizeof(int))), qklib::PRM_FREE).Release(); // a sanitizer would object
-    Counted kept;
-    CSharePtr<Counted>(&kept, static_cast<qklib::EPtrReleaseMode>(7)).Release();
-    EXPECT_EQ(Counted::alive, 1) << "an unknown mode leaves the object alone";
 }
 
 TEST(SharePtr, OrdersByCountAndThrowsWhenNullIsUsed) {
@@ -100,26 +98,17 @@ TEST(ScriptText, TakesWhatIsAScriptAndRefusesTheRest) {
         {"what looks like a comment in a string", R"({"a": "//", "b": "/*", "c": "\"//"})", true},
         {"a list, which no reader takes", "[1]", false},
         {"nothing", "", false},
-        {"blanks", " \r\n\t", false},
-        {"a bare value", "5", false},
         {"text behind the end", "{} x", false},
-        {"a second document", "{}{}", false},
         {"a key given twice", R"({"a": 1, "a": 2})", false},
         {"a comma too many in an object", R"({"a": 1,})", false},
-        {"a comma too many in a list", R"({"a": [1, 2,]})", false},
-        {"an open object", R"({"a": 1)", false},
         {"a string that ends in a backslash", R"({"a": "x\)", false},
         {"an open comment", "{} /* x", false},
-        {"half a comment", "{} /", false},
         {"a zero byte behind the end", std::string("{}\0{", 4), false},
         {"a zero byte in a string", std::string("{\"a\": \"\0\"}", 10), false},
         {"a number with a plus", R"({"a": +1})", false},
         {"a number with leading zeros", R"({"a": 01})", false},
         {"a number that ends in a point", R"({"a": 1.})", false},
-        {"a number that starts with a point", R"({"a": .5})", false},
-        {"an exponent without digits", R"({"a": 1e+})", false},
         {"a number too large for a double", R"({"a": 1e400})", false},
-        {"two numbers in one", R"({"a": 1.5.5})", false},
         {"a lead byte of GBK alone", "{\"a\": \"\x81\"}", false},
         {"what its reader's library throws at", R"({"number": "text"})", false},
         {"ten levels", R"({"a": )" + Nested(9, "[", "]") + "}", true},
@@ -156,48 +145,39 @@ TEST(ScriptText, HasTheSameNumbersInEveryLocaleOfTheHost) {
     }
 }
 
+// What a getter makes of a value; "-" if it refuses, and then it changes nothing.
+template <class Value>
+std::string Taken(bool (*getter)(Json::Value const&, Value&), Json::Value const& json) {
+    Value value = 0;
+    std::ostringstream text;
+    if (getter(json, value)) return text << value, text.str();
+    EXPECT_EQ(value, Value(0));
+    return "-";
+}
+
 TEST(JsonValues, ComeOverOnlyIfTheyFit) {
-    Json::Value root;
-    ASSERT_TRUE(qklib::ParseJson(R"({"int": -3, "whole": 2.0, "real": 1.5, "big": 3000000000, "huge": 1e30,
-                                     "vast": 1e300, "true": true, "text": "7", "list": [4, 0.25], "null": null})",
-                                 root));
     struct {
-        char const* key;
-        int asInt; // 99: refused, as in the others
-        unsigned int asUInt;
-        float asFloat;
-        int asBool;
+        char const* json;
+        char const* taken; // as int, unsigned int, float, bool
     } const rows[] = {
-        {"int", -3, 99, -3, 1},    {"whole", 2, 2, 2, 1},    {"real", 1, 1, 1.5, 1},   {"big", 99, 3000000000u, 3e9, 1},
-        {"huge", 99, 99, 1e30, 1}, {"vast", 99, 99, 99, 1},  {"true", 1, 1, 1, 1},     {"text", 99, 99, 99, 99},
-        {"list", 99, 99, 99, 99},  {"null", 99, 99, 99, 99}, {"none", 99, 99, 99, 99},
-    };
+        {"-3", "-3 - -3 1"},     {"2.0", "2 2 2 1"},   {"1.5", "1 1 1.5 1"}, {"3000000000", "- 3000000000 3e+09 1"},
+        {"1e30", "- - 1e+30 1"}, {"1e300", "- - - 1"}, {"true", "1 1 1 1"},  {"\"7\"", "- - - -"},
+        {"[4]", "- - - -"},      {"null", "- - - -"}};
     for (auto const& row : rows) {
-        int integer = 99;
-        unsigned int natural = 99;
-        float real = 99;
-        bool truth = false;
-        EXPECT_EQ(qklib::ReadInt(root, row.key, integer), row.asInt != 99) << row.key;
-        EXPECT_EQ(qklib::ReadUInt(root, row.key, natural), row.asUInt != 99) << row.key;
-        EXPECT_EQ(qklib::ReadFloat(root, row.key, real), row.asFloat != 99) << row.key;
-        EXPECT_EQ(qklib::ReadBool(root, row.key, truth), row.asBool != 99) << row.key;
-        EXPECT_EQ(integer, row.asInt) << row.key;
-        EXPECT_EQ(natural, row.asUInt) << row.key;
-        EXPECT_EQ(real, row.asFloat) << row.key;
-        EXPECT_EQ(truth, row.asBool == 1) << row.key;
+        Json::Value root;
+        ASSERT_TRUE(qklib::ParseJson(std::string(R"({"a": )") + row.json + "}", root));
+        Json::Value const& a = root["a"];
+        EXPECT_EQ(Taken(qklib::ReadInt, a) + ' ' + Taken(qklib::ReadUInt, a) + ' ' + Taken(qklib::ReadFloat, a) + ' ' +
+                      Taken(qklib::ReadBool, a),
+                  row.taken)
+            << row.json;
+        EXPECT_TRUE(qklib::JsonMember(a, "text").isNull() && qklib::JsonElement(a, 1).isNull()) << row.json;
     }
-    std::string text = "kept";
-    EXPECT_FALSE(qklib::ReadString(root, "int", text));
-    EXPECT_EQ(text, "kept");
-    EXPECT_TRUE(qklib::JsonMember(root["list"], "text").isNull()) << "a list has no members";
-    EXPECT_TRUE(qklib::JsonElement(root["list"], 2).isNull());
-    EXPECT_TRUE(qklib::JsonElement(root, 0).isNull());
 }
 
 TEST(Log, SendsLevelPositionAndTextToTheSink) {
     CTestLog log;
     auto* const category = qklib::CLoger::GetLoger().GetCategory("Test");
-    EXPECT_EQ(category, qklib::CLoger::GetLoger().GetCategory("Test"));
     std::string const longText(5000, 'x');
     QK_LOG_TO(category, LOG_WARNING, "%s, %d", longText.c_str(), 7);
     auto const records = log.TakeRecords();
@@ -225,7 +205,6 @@ TEST(Log, NamesTheFunctionWithoutItsFrills) {
         {"int *qk3d::Find(int)", "qk3d::Find"},
         {"std::map<int, int> qk3d::CPool<T>::Get(const T&) const [with T = int]", "qk3d::CPool<T>::Get"},
         {"bool qk3d::(anonymous namespace)::Helper(int)", "qk3d::(anonymous namespace)::Helper"},
-        {"void qk3d::CFun::operator()(int)", "qk3d::CFun::operator()"},
         {"bool qk3d::CKey::operator<(const qk3d::CKey&) const", "qk3d::CKey::operator<"},
     };
     for (auto const& row : rows) EXPECT_EQ(qklib::QualifiedFunctionName(row.pretty), row.name);
@@ -241,34 +220,23 @@ TEST(Tables, HoldOneTurnInExactQuarters) {
     EXPECT_DOUBLE_EQ(qklib::_Radian2Size * static_cast<double>(turn), 1024.0);
 }
 
-TEST(Text, IsTrimmedAndFoldedWithoutHarmToGbk) {
-    EXPECT_EQ(qklib::TrimBlanks(std::string_view(" \t\r\n a b \n")), "a b");
-    EXPECT_EQ(qklib::TrimBlanks(std::wstring_view(L" \t")), L"");
+TEST(Text, IsFoldedWithoutHarmToGbk) {
     EXPECT_EQ(qklib::ToUpperAscii("SrcAlpha\xe4"), "SRCALPHA\xe4");
-    EXPECT_EQ(qklib::ToLowerNarrow("A\x81"
-                                   "A\x81"
-                                   "BC"),
-              "a\x81"
-              "A\x81"
-              "Bc")
-        << "second bytes stay";
+    EXPECT_EQ(qklib::ToLowerNarrow("A\x81\x41\x42"), "a\x81\x41\x62") << "second bytes stay";
 }
 
 TEST(GenName, TellsTheTimeAndCountsEachFormAlone) {
-    using qk3d::CGenName;
-    auto const number = [](auto const& name, std::size_t at, std::size_t digits) {
-        return std::stoi(std::string(name.begin() + at, name.begin() + at + digits), nullptr, 16);
-    };
-    std::string const first = CGenName::GenNameByTime_ansi("res", "");
-    std::string const second = CGenName::GenNameByTime_ansi("res", "_x");
-    ASSERT_EQ(first.size(), 16u);
-    EXPECT_TRUE(first.starts_with("res") && second.ends_with("_x"));
-    EXPECT_EQ(number(second, 12, 4), number(first, 12, 4) + 1);
-    EXPECT_EQ(number(CGenName::GenNameByTime_ucs2(L"res", L""), 12, 4), 0);
+    using namespace qk3d;
+    std::string const first = CGenName::GenNameByTime_ansi("res", ""), second = CGenName::GenNameByTime_ansi("", "_x");
     std::time_t const now = std::time(nullptr);
     std::tm const* const utc = std::gmtime(&now);
-    EXPECT_EQ(number(first, 3, 2), utc->tm_year);
-    EXPECT_EQ(number(first, 5, 1), utc->tm_mon);
-    EXPECT_NEAR(number(first, 6, 6), ((utc->tm_hour + 24 * utc->tm_mday) * 60 + utc->tm_min) * 60 + utc->tm_sec, 5);
+    unsigned int year, month, time, count, next; // the time is the second of the month
+    ASSERT_EQ(std::sscanf(first.c_str(), "res%2X%1X%6X%4X", &year, &month, &time, &count), 4) << first;
+    ASSERT_EQ(std::sscanf(second.c_str(), "%*9X%4X_x", &next), 1) << second;
+    EXPECT_EQ(next, count + 1);
+    EXPECT_EQ(CGenName::GenNameByTime_ucs2(L"", L"").substr(9), L"0000");
+    EXPECT_EQ(static_cast<int>(year), utc->tm_year);
+    EXPECT_EQ(static_cast<int>(month), utc->tm_mon);
+    EXPECT_NEAR(time, ((utc->tm_hour + 24 * utc->tm_mday) * 60 + utc->tm_min) * 60 + utc->tm_sec, 5);
 }
 } // namespace

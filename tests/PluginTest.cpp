@@ -42,30 +42,17 @@ protected:
 } // namespace
 
 TEST_F(PluginTest, AFaultyPluginIsRefusedReleasedAndGoneFromTheProcess) {
-    struct {
-        char const* kind;
-        char const* words;
-    } const rows[] = {
-        {"NoInit", ""}, // it never got the journal
-        {"NoRelease", ""},
-        {"NoObjects", ""},
-        {"NoInfo", ""},
-        {"InitZero", "init1 release1 gone1 "},
-        {"InitTwo", "init1 release1 gone1 "},
-        {"InitThrows", "init1 release1 gone1 "},
-        {"Unresolved", ""},
-        {"Needy", ""}, // the library that it needs is not there
-    };
-    for (auto const& row : rows) {
-        Install(row.kind);
-        EXPECT_EQ(Load(), nullptr) << row.kind;
-        EXPECT_EQ(TakeWords(), row.words) << row.kind;
-        EXPECT_FALSE(m_manager.IsPluginLoad("p.so")) << row.kind;
+    // Needy lacks the library that it needs.
+    for (std::string const kind :
+         {"NoInit", "NoRelease", "NoObjects", "NoInfo", "InitZero", "InitTwo", "InitThrows", "Unresolved", "Needy"}) {
+        Install(kind);
+        EXPECT_EQ(Load(), nullptr) << kind;
+        EXPECT_EQ(TakeWords(), kind.starts_with("Init") ? "init1 release1 gone1 " : "") << kind;
+        EXPECT_FALSE(m_manager.IsPluginLoad("p.so")) << kind;
     }
     fs::copy_file(std::string(QK3D_TEST_PLUGINS) + "/TestPluginNeed.so", m_folder.Path("TestPluginNeed.so"));
     EXPECT_NE(Load(), nullptr) << "what it needs lies beside it";
     EXPECT_NE(Load("p.so", true), nullptr) << "a second instance of an unchanged file";
-
     Install("ReleaseThrows", "out.so");
     EXPECT_NE(Load("out.so"), nullptr);
     TakeWords();
@@ -88,7 +75,6 @@ TEST_F(PluginTest, AListThatFailsIsEmptyAndTheNextQuestionIsAskedAnew) {
     EXPECT_STREQ(plugin->GetPluginObjectInfos()->name, "CTestLoader");
     plugin->Close();
     EXPECT_EQ(plugin->GetPluginObjectNum(), 0);
-    EXPECT_EQ(plugin->GetProcAddress("GetVersion"), nullptr);
 }
 
 TEST_F(PluginTest, OneFileIsOnePluginUnderAllItsNames) {

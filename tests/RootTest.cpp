@@ -67,31 +67,22 @@ void Register() {
     g_steps.clear();
 }
 
-// A thing of the host's, by number.
-int g_things[2];
-template <int i>
-void MakeThing(void** out) {
-    *out = &g_things[i];
-}
-
 TEST(Factory, CreatesByExactTypeInOneTableOnly) {
-    CFactory factory = CQK3DMain::GetFactory(); // a copy has tables of its own
-    factory.AddCreateUserObjectFun("thing", MakeThing<0>);
-    factory.AddCreateUserObjectFun("thing", MakeThing<1>);
-    EXPECT_EQ(factory.CreateUserObject("thing"), &g_things[1]) << "the later creator replaces the earlier";
-    EXPECT_EQ(factory.CreateUserObject("Thing"), nullptr);
+    static int things[2];
+    CFactory factory = CQK3DMain::GetFactory(), assigned = factory; // each has tables of its own
+    factory.AddCreateUserObjectFun("thing", [](void** out) { *out = &things[0]; });
+    factory.AddCreateUserObjectFun("thing", [](void** out) { *out = &things[1]; });
+    factory.AddCreateUserObjectFun("lazy", [](void**) {});
+    factory.AddCreateUserObjectFun("none", nullptr);
+    EXPECT_EQ(factory.CreateUserObject("thing"), &things[1]) << "the later creator replaces the earlier";
+    for (char const* type : {"Thing", "lazy", "none"}) EXPECT_EQ(factory.CreateUserObject(type), nullptr) << type;
     EXPECT_EQ(factory.CreateEmitter("thing", ""), nullptr);
     EXPECT_EQ(CQK3DMain::GetFactory().CreateUserObject("thing"), nullptr);
-    CFactory assigned = CQK3DMain::GetFactory();
     assigned = factory;
-    assigned = *&assigned;
     factory.RemoveCreateUserObjectFun("thing");
     factory.RemoveCreateUserObjectFun("thing");
     EXPECT_EQ(factory.CreateUserObject("thing"), nullptr);
-    EXPECT_EQ(assigned.CreateUserObject("thing"), &g_things[1]);
-    factory.AddCreateUserObjectFun("lazy", [](void**) {});
-    factory.AddCreateUserObjectFun("none", nullptr);
-    for (char const* type : {"lazy", "none"}) EXPECT_EQ(factory.CreateUserObject(type), nullptr) << type;
+    EXPECT_EQ(assigned.CreateUserObject("thing"), &things[1]);
 }
 
 TEST(Root, GivesOneObjectForANameAndNullForAnotherType) {
@@ -100,8 +91,6 @@ TEST(Root, GivesOneObjectForANameAndNullForAnotherType) {
     EXPECT_EQ(Root().CreateSceneManager("CTestScene", ""), scene);
     EXPECT_EQ(g_steps, "make , init, ") << "the empty name is a name, and Init runs once";
     EXPECT_EQ(Root().CreateSceneManager("CSceneManager", ""), nullptr);
-    EXPECT_EQ(Root().CreateSceneManager("cSceneManager", "other"), nullptr);
-    EXPECT_EQ(Root().GetSceneManager(""), scene);
     CRenderSystem* const device = Root().CreateRenderSystem("CTestDevice", "d");
     EXPECT_EQ(Root().CreateRenderSystem("CTestDevice", "d"), device);
     EXPECT_EQ(Root().CreateRenderSystem("Other", "d"), nullptr);
@@ -109,17 +98,11 @@ TEST(Root, GivesOneObjectForANameAndNullForAnotherType) {
     EXPECT_EQ(Root().GetResourceSystem("def_resourcesys"), nullptr);
     EXPECT_EQ(CQK3DMain::GetResourceSystem().GetName(), "def_resourcesys");
     EXPECT_EQ(Root().CreateOverlayManager("x"), Root().CreateOverlayManager("x"));
-    EXPECT_NE(Root().GetOverlayManager("x"), &CQK3DMain::GetOverlayManager());
-
     g_steps.clear();
     for (int i = 0; i < 2; ++i) Root().DestroyRenderSystem("d");
     Root().DestoryAllSceneManager();
     EXPECT_EQ(g_steps, "release device, delete device, delete scene, ");
-    Root().DestroyResourceSystem("x");
-    Root().DestotyAllOverlayManager();
     EXPECT_EQ(Root().GetRenderSystem("d"), nullptr);
-    EXPECT_EQ(Root().GetResourceSystem("x"), nullptr);
-    EXPECT_EQ(Root().GetOverlayManager("x"), nullptr);
 }
 
 TEST(Root, SurvivesObjectsThatCallItWhileTheyComeAndGo) {
@@ -127,7 +110,6 @@ TEST(Root, SurvivesObjectsThatCallItWhileTheyComeAndGo) {
     static_cast<CTestScene*>(Root().CreateSceneManager("CTestScene", "again"))->destroysItself = true;
     Root().DestroySceneManager("again");
     EXPECT_EQ(g_steps, "make again, init, delete scene, ");
-
     // Init of the first scene makes another one under the same name; that one is registered first, and stays.
     CTestScene::asksForItself = 1;
     CSceneManager* const scene = Root().CreateSceneManager("CTestScene", "nested");
@@ -226,10 +208,8 @@ TEST(RootEnd, ClearsInOrderAndCanBeUsedAndClearedAgain) {
         log.TakeLines();
         Root().Clear();
         EXPECT_EQ(g_steps, "delete scene, release device, delete device, ");
-        EXPECT_EQ(Root().GetSceneManager("scene"), nullptr);
-        EXPECT_EQ(Root().GetRenderSystem("device"), nullptr);
-        EXPECT_EQ(Root().GetOverlayManager("more"), nullptr);
-        EXPECT_EQ(Root().GetResourceSystem("more"), nullptr);
+        EXPECT_TRUE(!Root().GetSceneManager("scene") && !Root().GetRenderSystem("device"));
+        EXPECT_TRUE(!Root().GetOverlayManager("more") && !Root().GetResourceSystem("more"));
         EXPECT_EQ(Root().CreateSceneManager("CSceneManager", "a"), nullptr) << "the factory is empty too";
 
         string ends; // the first of each kind

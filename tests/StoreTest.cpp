@@ -7,7 +7,6 @@
 #include "TestZip.h"
 
 #include <cstring>
-#include <random>
 
 using namespace qk3d;
 using namespace std::string_literals;
@@ -38,9 +37,6 @@ TEST(MemFileSystem, KeepsTextsWithTheirTerminatorAndRefusesWhatItCannotKeep) {
     CMemFileSystem store;
     EXPECT_TRUE(store.WriteStringToNewFile(L"a", L"xyz"));
     EXPECT_EQ(ReadAll(store, L"a"), "x\0y\0z\0\0\0"s);
-    string text;
-    EXPECT_TRUE(store.ReadFileAsString("a", text));
-    EXPECT_EQ(text, "xyz");
     EXPECT_TRUE(store.WriteStringToNewFile("a", L"\x4E2D\x6587")); // its bytes look like GBK
     wstring wide;
     EXPECT_TRUE(store.ReadFileAsString("a", wide));
@@ -53,7 +49,6 @@ TEST(MemFileSystem, KeepsTextsWithTheirTerminatorAndRefusesWhatItCannotKeep) {
     EXPECT_FALSE(store.WriteStringToNewFile(L"a", wstring(1, wchar_t(0x1F600))));
     EXPECT_FALSE(store.WriteDataToNewFile("a", nullptr, 3));
     EXPECT_FALSE(store.AppendStringToFile("a", "more"s));
-    EXPECT_FALSE(store.AppendDataToFile("a", reinterpret_cast<unsigned char const*>("more"), 4));
     EXPECT_EQ(store.GetFileSize("a"), 6u) << "what was refused has changed nothing";
     EXPECT_FALSE(store.WriteStringToNewFile("", "x"s)) << "nobody could find it";
     for (string name : {"A", " a", "a ", "/a", "\\a", ""}) {
@@ -89,17 +84,20 @@ TEST(MemFileSystem, TakesBlocksOverAndGivesCopies) {
 }
 
 TEST_F(PackageTest, AFileIsFoundByItsKeyAndByItsAbsolutePath) {
-    ASSERT_TRUE(Open(MakeZip({{"a/B.txt", "hello"}, Deflated("a/deep.txt", "inflated"), {"a/", ""}})));
+    TestZipEntry gbk{"\xD6\xD0.txt", "gbk"};
+    gbk.flags = 0;
+    ASSERT_TRUE(Open(MakeZip({{"a/B.txt", "hello"}, {"a/", ""}, gbk, {"é文.txt", "utf8"}, {"win\\dows.txt", "win"}})));
+    EXPECT_EQ(ReadAll(m_store, L"\x4E2D.txt"), "gbk") << "the flag tells the encoding of a name";
+    EXPECT_EQ(ReadAll(m_store, TempFolder::Wide("É文.TXT")), "utf8");
+    EXPECT_EQ(ReadAll(m_store, L"win/dows.txt"), "win");
     wstring const root = m_folder.WidePath("Pak.zip");
     for (wstring const& path : {L"A/B.TXT"s, L" a\\b.txt\n"s, root + L"/a/b.txt", root + L"\\A\\b.txt"}) {
         EXPECT_TRUE(m_store.IsFileExist(path));
         EXPECT_EQ(ReadAll(m_store, path), "hello");
     }
-    for (wstring const& path : {L"\\a\\b.txt"s, L"/a/b.txt"s, L"a\\b"s, L"a\\"s, L"a"s, L"c:\\a\\b.txt"s, root,
-                                root + L"/", root + L"xa/b.txt", L""s, L" "s, m_folder.WidePath("a/b.txt")}) {
-        wstring copy = path;
-        EXPECT_FALSE(m_store.MakeResourceAbsolutePath(copy));
-        EXPECT_FALSE(m_store.IsFileExist(path));
+    for (wstring path : {L"\\a\\b.txt"s, L"/a/b.txt"s, L"a\\"s, L"a"s, L"c:\\a\\b.txt"s, root, root + L"/",
+                         root + L"xa/b.txt", L""s, m_folder.WidePath("a/b.txt")}) {
+        EXPECT_FALSE(m_store.MakeResourceAbsolutePath(path) || m_store.IsFileExist(path));
         EXPECT_EQ(ReadAll(m_store, path), "none");
     }
     wstring path = L"\tA/B.txt ";
@@ -111,8 +109,6 @@ TEST_F(PackageTest, AFileIsFoundByItsKeyAndByItsAbsolutePath) {
     string narrow = "a\\b.txt";
     EXPECT_TRUE(m_store.MakeResourceAbsolutePath(narrow));
     EXPECT_EQ(narrow, "c:\\Pak\\a\\b.txt");
-    EXPECT_TRUE(m_store.IsFileExist("c:\\PAK\\a\\b.txt"));
-    EXPECT_FALSE(m_store.IsFileExist("d:\\a\\b.txt"));
 }
 
 TEST_F(PackageTest, StoredAndDeflatedFilesAreReadAndTheOthersAreNot) {
@@ -138,34 +134,20 @@ TEST_F(PackageTest, StoredAndDeflatedFilesAreReadAndTheOthersAreNot) {
     for (auto const& row : rows) {
         EXPECT_EQ(m_store.IsFileExist(row.name), row.isThere) << row.name;
         EXPECT_EQ(m_store.GetFileSize(row.name), row.size) << row.name;
-        EXPECT_EQ(m_store.GetFileData(row.name, nullptr), row.size) << row.name;
         EXPECT_EQ(ReadAll(m_store, row.name), row.bytes) << row.name;
-        bool const isRead = row.bytes != "none"s;
-        EXPECT_EQ(m_store.ReadFileAsBinary(row.name, buffer, 2), isRead ? 5u : 0u) << row.name;
+        EXPECT_EQ(m_store.ReadFileAsBinary(row.name, buffer, 2), row.bytes == "none"s ? 0u : 5u) << row.name;
         EXPECT_STREQ(reinterpret_cast<char*>(buffer), "he");
         unsigned char* block = nullptr;
         EXPECT_EQ(m_store.GetFileData(row.name, &block), row.fetched) << row.name;
-        EXPECT_EQ(block != nullptr, row.fetched > 0) << row.name;
         std::free(block);
     }
-    EXPECT_FALSE(m_store.DeleteFileA(L"stored"));
-    EXPECT_FALSE(m_store.WriteStringToNewFile(L"stored", "x"s));
+    EXPECT_FALSE(m_store.DeleteFileA(L"stored") || m_store.WriteStringToNewFile(L"stored", "x"s));
     m_store.AddFileDataProcessor("", {new DoublingProcessor(false), qklib::PRM_DELETE});
     EXPECT_EQ(ReadAll(m_store, L"deflated"), "hheelllloo");
     m_store.ClosePackage();
     m_store.ClosePackage();
     EXPECT_FALSE(m_store.IsFileExist(L"stored"));
     EXPECT_EQ(m_log.TakeLines(), LogLines({}));
-}
-
-TEST_F(PackageTest, NamesAreInTheEncodingThatTheirFlagTells) {
-    TestZipEntry gbk{"\xD6\xD0.txt", "gbk"};
-    gbk.flags = 0;
-    ASSERT_TRUE(Open(MakeZip({gbk, {"é文.txt", "utf8"}, {"win\\dows.txt", "backslash"}})));
-    EXPECT_EQ(ReadAll(m_store, TempFolder::Wide("中.txt")), "gbk");
-    EXPECT_EQ(ReadAll(m_store, TempFolder::Wide("É文.TXT")), "utf8");
-    EXPECT_EQ(ReadAll(m_store, L"win/dows.txt"), "backslash");
-    EXPECT_TRUE(m_store.IsFileExist("\xD6\xD0.txt"));
 }
 
 TEST_F(PackageTest, APackageThatIsWrongAnywhereIsRefusedAndToldInTheLog) {
@@ -175,24 +157,19 @@ TEST_F(PackageTest, APackageThatIsWrongAnywhereIsRefusedAndToldInTheLog) {
     };
     auto const named = [](string const& name) { return MakeZip({{name, "x"}}); };
     string const good = named("x");
-    TestZipEntry tooLong{"x", "hello"};
-    tooLong.size = tooLong.packedSize = 5000;
     struct {
         char const* what;
         string bytes;
     } const rows[] = {
-        {"text", "this is no archive"},
         {"its start is gone", good.substr(30)},
         {"more packed bytes than there are", changed(&TestZipEntry::packedSize, 5000)},
-        {"a file longer than the archive", MakeZip({tooLong})},
         {"stored, in two sizes", changed(&TestZipEntry::size, 6)},
-        {"deflated, to far too much", changed(&TestZipEntry::size, 1 << 30, Deflated("x", "hello"))},
+        {"deflated, far too much", changed(&TestZipEntry::size, 1 << 30, Deflated("x", "hello"))},
         {"a header that is elsewhere", changed(&TestZipEntry::offset, 7)},
         {"a header behind the end", changed(&TestZipEntry::offset, 1 << 29)},
         {"climbs out", named("../x")},
         {"climbs out in between, by backslashes", named("a\\..\\..\\x")},
         {"climbs at its end", named("a/..")},
-        {"a folder that climbs", MakeZip({{"../", ""}})},
         {"from the root", named("/etc/x")},
         {"has a drive", named("c:x")},
         {"has an empty part", named("a//x")},
@@ -201,6 +178,8 @@ TEST_F(PackageTest, APackageThatIsWrongAnywhereIsRefusedAndToldInTheLog) {
         {"is no UTF-8", named("\xFF")},
         {"names that differ in case only", MakeZip({{"x", "1"}, {"X", "2"}})},
     };
+    for (std::size_t length = 0; length < good.size(); ++length) EXPECT_FALSE(Open(good.substr(0, length))) << length;
+    EXPECT_EQ(m_log.TakeLines().size(), good.size());
     for (auto const& row : rows) {
         ASSERT_TRUE(Open(good));
         EXPECT_FALSE(Open(row.bytes)) << row.what;
@@ -231,26 +210,6 @@ TEST_F(PackageTest, ADeflatedFileNeverGivesMoreThanItsRecordedSize) {
         ASSERT_TRUE(Open(MakeZip({entry, {"y", string(9000, 'y')}})));
         EXPECT_EQ(ReadAll(m_store, L"x"), "none");
     }
-}
-
-TEST_F(PackageTest, CutAndSpoiltArchivesGiveARightAnswerOrNone) {
-    string const good = MakeZip({{"a.txt", "hello"}, Deflated("b.txt", "inflated")});
-    for (std::size_t length = 0; length < good.size(); ++length) EXPECT_FALSE(Open(good.substr(0, length))) << length;
-
-    std::mt19937 random(20260);
-    int opened = 0;
-    for (int i = 0; i < 600; ++i) {
-        string bytes = good;
-        for (int flips = 1 + i % 3; flips > 0; --flips) bytes[random() % bytes.size()] = static_cast<char>(random());
-        if (!Open(bytes)) continue;
-        ++opened;
-        for (auto const& [key, file] : m_store.m_files) {
-            string const read = ReadAll(m_store, key);
-            EXPECT_TRUE(read == "none" || read == "hello" || read == "inflated") << "round " << i;
-        }
-        m_log.TakeLines();
-    }
-    EXPECT_GT(opened, 20) << "some damage does not show in the directory";
 }
 
 TEST_F(PackageTest, AHundredThousandFilesAreNoTrouble) {
