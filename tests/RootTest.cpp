@@ -95,8 +95,6 @@ TEST(Root, GivesOneObjectForANameAndNullForAnotherType) {
     EXPECT_EQ(Root().CreateRenderSystem("CTestDevice", "d"), device);
     EXPECT_EQ(Root().CreateRenderSystem("Other", "d"), nullptr);
     EXPECT_EQ(Root().CreateResourceSystem("x"), Root().CreateResourceSystem("x"));
-    EXPECT_EQ(Root().GetResourceSystem("def_resourcesys"), nullptr);
-    EXPECT_EQ(CQK3DMain::GetResourceSystem().GetName(), "def_resourcesys");
     EXPECT_EQ(Root().CreateOverlayManager("x"), Root().CreateOverlayManager("x"));
     g_steps.clear();
     for (int i = 0; i < 2; ++i) Root().DestroyRenderSystem("d");

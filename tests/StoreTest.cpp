@@ -157,10 +157,7 @@ TEST_F(PackageTest, APackageThatIsWrongAnywhereIsRefusedAndToldInTheLog) {
     };
     auto const named = [](string const& name) { return MakeZip({{name, "x"}}); };
     string const good = named("x");
-    struct {
-        char const* what;
-        string bytes;
-    } const rows[] = {
+    std::pair<char const*, string> const rows[] = {
         {"its start is gone", good.substr(30)},
         {"more packed bytes than there are", changed(&TestZipEntry::packedSize, 5000)},
         {"stored, in two sizes", changed(&TestZipEntry::size, 6)},
@@ -180,13 +177,13 @@ TEST_F(PackageTest, APackageThatIsWrongAnywhereIsRefusedAndToldInTheLog) {
     };
     for (std::size_t length = 0; length < good.size(); ++length) EXPECT_FALSE(Open(good.substr(0, length))) << length;
     EXPECT_EQ(m_log.TakeLines().size(), good.size());
-    for (auto const& row : rows) {
+    for (auto const& [what, bytes] : rows) {
         ASSERT_TRUE(Open(good));
-        EXPECT_FALSE(Open(row.bytes)) << row.what;
-        EXPECT_TRUE(m_store.m_files.empty() && m_store.m_rootPath.empty()) << row.what;
+        EXPECT_FALSE(Open(bytes)) << what;
+        EXPECT_TRUE(m_store.m_files.empty() && m_store.m_rootPath.empty()) << what;
         auto const lines = m_log.TakeLines();
-        ASSERT_EQ(lines.size(), 1u) << row.what;
-        EXPECT_TRUE(lines[0].starts_with("8 The Package File Error : " + m_folder.Path("Pak.zip") + ", ")) << row.what;
+        ASSERT_EQ(lines.size(), 1u) << what;
+        EXPECT_TRUE(lines[0].starts_with("8 The Package File Error : " + m_folder.Path("Pak.zip") + ", ")) << what;
     }
     EXPECT_FALSE(m_store.OpenPackage(m_folder.WidePath("missing.zip")));
     EXPECT_FALSE(m_store.OpenPackage(m_folder.WidePath()));

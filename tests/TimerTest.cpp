@@ -62,17 +62,12 @@ struct CountedFun : qklib::CFun<void> {
 };
 
 TEST(Timer, CallsAPlainEventAtEveryStepOfItsLife) {
-    struct {
-        long long time;
-        char const* calls;
-    } const rows[] = {{5, ""},      {10, "e@10"}, {10, ""}, {15, "e@15"}, {25, "e@20"}, {30, ""}, {15, "e@15"},
-                      {12, "e@12"}, {3, "e@3"},   {1, ""},  {99, "e@20"}, {0, ""},      {-7, ""}, {11, "e@11"}};
+    std::pair<long long, char const*> const rows[] = {
+        {5, ""},      {10, "e@10"}, {10, ""}, {15, "e@15"}, {25, "e@20"}, {30, ""}, {15, "e@15"},
+        {12, "e@12"}, {3, "e@3"},   {1, ""},  {99, "e@20"}, {0, ""},      {-7, ""}, {11, "e@11"}};
     Clock clock;
     clock.Plain("e", 20, 10); // the wrong way round
-    for (auto const& row : rows) {
-        EXPECT_EQ(clock.Go(row.time), row.calls) << "going to " << row.time;
-        EXPECT_EQ(clock.GetTime(), row.time);
-    }
+    for (auto const& [time, calls] : rows) EXPECT_EQ(clock.Go(time), calls) << "going to " << time;
 }
 
 TEST(Timer, CallsIntervalEventsByTheirMode) {
@@ -83,19 +78,15 @@ TEST(Timer, CallsIntervalEventsByTheirMode) {
         std::vector<long long> times;
         std::string calls;
     } const rows[] = {
-        {"every interval that was passed", CATCHUP, 0, {35, 39, 40}, "e@10 e@20 e@30 e@40"},
-        {"any other mode means the same", static_cast<CTimerEvent::ETimeSkipMode>(7), 0, {25}, "e@10 e@20"},
-        {"nothing again after going back", CATCHUP, 0, {35, 12, 38, 41}, "e@10 e@20 e@30 e@40"},
-        {"once a step, without a look at the interval", SKIP, 0, {3, 35, 39}, "e@3 e@35 e@39"},
+        {"any other mode is that of every interval", CTimerEvent::ETimeSkipMode(7), 0, {35}, "e@15 e@25 e@35"},
+        {"nothing again after going back", CATCHUP, 0, {35, 12, 38, 46}, "e@15 e@25 e@35 e@45"},
+        {"once a step, without a look at the interval", SKIP, 0, {6, 35, 39}, "e@6 e@35 e@39"},
         {"no call beyond the count", CATCHUP, 3, {6, 100}, "e@15 e@25 e@35"},
         {"no call beyond the count, step by step", CATCHUP, 3, {10, 20, 30, 40}, "e@15 e@25 e@35"},
     };
     for (auto const& row : rows) {
         Clock clock;
-        if (row.count > 0)
-            clock.Count("e", 10, row.count, 5);
-        else
-            clock.Repeat("e", 10, 0, 1000, row.mode);
+        row.count ? clock.Count("e", 10, row.count, 5) : clock.Repeat("e", 10, 5, 1000, row.mode);
         for (long long const time : row.times) clock.GotoTime(time);
         EXPECT_EQ(clock.Take(), row.calls) << row.what;
     }
@@ -154,10 +145,11 @@ TEST(Timer, KeepsKilledEventsUntilReset) {
     Clock clock;
     CTimerEvent* const event = clock.Plain("alive", 1, 50);
     clock.Plain("dead", 2, 5);
-    clock.Plain("later", 90, 95);
-    clock.Go(10);
+    clock.Count("count", 40, 2, 3);
+    CTimerEvent* const later = clock.Plain("later", 90, 9'000'000'000);
+    EXPECT_EQ(clock.Go(10), "alive@10 dead@5");
     clock.KillTimerEvent(event);
-    clock.GotoTime(20);
+    EXPECT_EQ(clock.Go(88), "count@43 count@83");
     EXPECT_EQ(clock.Go(3), "dead@3") << "a killed one is in no walk, a dead one comes back";
     clock.KillAllTimerEvent();
     EXPECT_EQ(clock.Go(92), "");
@@ -165,6 +157,9 @@ TEST(Timer, KeepsKilledEventsUntilReset) {
     EXPECT_EQ(clock.GetTime(), 0);
     EXPECT_EQ(event->GetState(), CTimerEvent::TES_UNSTART);
     EXPECT_EQ(clock.Go(3), "alive@3 dead@3");
+    EXPECT_EQ(clock.Go(99), "dead@5 alive@50 count@43 count@83 later@99") << "its full count of calls again";
+    clock.GotoTime(3'000'000'000);
+    EXPECT_EQ(later->GetState(), CTimerEvent::TES_DEAD) << "its kill time is 2147483647 since the reset";
 }
 
 TEST(Timer, NoticesAnEventThatIsMovedByHand) {
@@ -192,17 +187,6 @@ TEST(Timer, NoticesAnEventThatIsMovedByHand) {
     EXPECT_EQ(later->GetState(), CTimerEvent::TES_DEAD) << "in the same step, though it had nothing to do in it before";
 }
 
-TEST(Timer, BringsACountEventItsFullLifeBackByReset) {
-    Clock clock;
-    clock.Count("e", 10, 2, 1);
-    CTimerEvent* const plain = clock.Plain("p", 5, 9'000'000'000);
-    EXPECT_EQ(clock.Go(100), "e@11 e@21 p@100") << "both start in this step, by start time";
-    clock.Reset();
-    EXPECT_EQ(clock.Go(100), "e@11 e@21 p@100");
-    clock.GotoTime(3'000'000'000);
-    EXPECT_EQ(plain->GetState(), CTimerEvent::TES_DEAD) << "its kill time is 2147483647 since the reset";
-}
-
 TEST(Timer, StaysWholeAtTheEndsOfTime) {
     constexpr long long kStart = std::numeric_limits<long long>::min(), kEnd = std::numeric_limits<long long>::max();
     Clock clock;
@@ -221,44 +205,38 @@ TEST(Timer, StaysWholeAtTheEndsOfTime) {
 }
 
 TEST(Timer, LetsCallbacksChangeTheTimer) {
-    using Events = std::map<std::string, CTimerEvent*>;
+    struct Three : Clock {
+        CTimerEvent *a, *b, *c;
+    };
     struct {
         char const* what;
-        std::function<void(Clock&, Events&)> action; // of b at its first call, in a step to 10 with a, b and c alive
-        std::string step;
-        std::string next; // the calls of a later step to 20
+        void (*action)(Three& t); // of b at its first call, in a step to 10 with a, b and c alive
+        char const* step;
+        char const* next; // the calls of a later step to 20
     } const rows[] = {
-        {"add an event", [](auto& clock, auto&) { clock.Plain("new", 0, 1990); }, "a@10 b@10 new@10 c@10",
-         "a@20 b@20 c@20 new@20"},
-        {"remove the next one", [](auto& clock, auto& events) { clock.RemoveTimerEvent(events["c"]); }, "a@10 b@10",
-         "a@20 b@20"},
-        {"remove the one before", [](auto& clock, auto& events) { clock.RemoveTimerEvent(events["a"]); },
-         "a@10 b@10 c@10", "b@20 c@20"},
-        {"remove itself", [](auto& clock, auto& events) { clock.RemoveTimerEvent(events["b"]); }, "a@10 b@10 c@10",
-         "a@20 c@20"},
-        {"remove all", [](auto& clock, auto&) { clock.RemoveAllTimerEvents(); }, "a@10 b@10", ""},
-        {"kill itself", [](auto& clock, auto& events) { clock.KillTimerEvent(events["b"]); }, "a@10 b@10 c@10",
-         "a@20 c@20"},
-        {"kill all", [](auto& clock, auto&) { clock.KillAllTimerEvent(); }, "a@10 b@10", ""},
-        {"move the clock, then reset it", [](auto& clock, auto&) { clock.GotoTime(15), clock.Reset(); }, "a@10 b@10",
-         "c@20 b@20 a@20"}, // they start anew, the newest first
-        {"reset itself", [](auto&, auto& events) { events["b"]->Reset(); }, "a@10 b@10 c@10", "a@20 b@20 c@20"},
-        {"move the clock on", [](auto& clock, auto&) { clock.TimeStepIn(5); }, "a@10 b@10 c@10 a@15 b@15 c@15",
-         "a@20 b@20 c@20"},
-        {"move the clock back", [](auto& clock, auto&) { clock.GotoTime(2); }, "a@10 b@10 c@10 a@2 b@2 c@2",
-         "a@20 b@20 c@20"},
+        {"add one", [](Three& t) { t.Plain("new", 0, 1990); }, "a@10 b@10 new@10 c@10", "a@20 b@20 c@20 new@20"},
+        {"remove the next", [](Three& t) { t.RemoveTimerEvent(t.c); }, "a@10 b@10", "a@20 b@20"},
+        {"remove the one before", [](Three& t) { t.RemoveTimerEvent(t.a); }, "a@10 b@10 c@10", "b@20 c@20"},
+        {"remove itself", [](Three& t) { t.RemoveTimerEvent(t.b); }, "a@10 b@10 c@10", "a@20 c@20"},
+        {"remove all", [](Three& t) { t.RemoveAllTimerEvents(); }, "a@10 b@10", ""},
+        {"kill itself", [](Three& t) { t.KillTimerEvent(t.b); }, "a@10 b@10 c@10", "a@20 c@20"},
+        {"kill all", [](Three& t) { t.KillAllTimerEvent(); }, "a@10 b@10", ""},
+        {"move, then reset all", [](Three& t) { t.GotoTime(15), t.Reset(); }, "a@10 b@10", "c@20 b@20 a@20"}, // anew
+        {"reset itself", [](Three& t) { t.b->Reset(); }, "a@10 b@10 c@10", "a@20 b@20 c@20"},
+        {"go on", [](Three& t) { t.TimeStepIn(5); }, "a@10 b@10 c@10 a@15 b@15 c@15", "a@20 b@20 c@20"},
+        {"go back", [](Three& t) { t.GotoTime(2); }, "a@10 b@10 c@10 a@2 b@2 c@2", "a@20 b@20 c@20"},
     };
     for (auto const& row : rows) {
-        Clock clock;
-        Events events;
+        Three t;
         bool isDone = false;
-        auto const act = [&](CTimerEvent* event, long long time) {
-            if (event == events["b"] && time == 10 && !std::exchange(isDone, true)) row.action(clock, events);
-        };
-        for (std::string const name : {"a", "b", "c"}) events[name] = clock.Plain(name, 1, 900LL + name[0], act);
-        clock.Go(1);
-        EXPECT_EQ(clock.Go(10), row.step) << row.what;
-        EXPECT_EQ(clock.Go(20), row.next) << row.what;
+        t.a = t.Plain("a", 1, 991);
+        t.b = t.Plain("b", 1, 992, [&](CTimerEvent*, long long time) {
+            if (time == 10 && !std::exchange(isDone, true)) row.action(t);
+        });
+        t.c = t.Plain("c", 1, 993);
+        t.Go(1);
+        EXPECT_EQ(t.Go(10), row.step) << row.what;
+        EXPECT_EQ(t.Go(20), row.next) << row.what;
     }
 }
 

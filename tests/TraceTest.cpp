@@ -1,12 +1,9 @@
 // TraceTest.cpp: the recording back-end: its lines, its switches, and that it answers as a device does.
 #include "PluginEntry.h"
-#include "QK3DGPUProgram.h"
 #include "QK3DHardwareBufferManager.h"
 #include "QK3DMain.h"
 #include "QK3DMatrix.h"
 #include "QK3DRenderWindow.h"
-#include "QK3DResourceSystem.h"
-#include "QK3DTextureManager.h"
 #include "RecordingRenderSystem.h"
 #include "TempFolder.h"
 #include "TestFiles.h"
@@ -116,47 +113,6 @@ TEST(Trace, OmitsAndRefusesWhatItIsToldToAndNothingElse) {
     device.SetAddressU(0, 1);
     EXPECT_EQ(device.TakeJournal(), "");
     EXPECT_EQ(device.CountOfStates(), 1u);
-}
-
-TEST(Trace, ProgramsHaveTheParametersTheyDeclare) {
-    CRecordingRenderSystem device;
-    _ResourceSharePtr<CGPUProgram> program(
-        CQK3DMain::GetResourceSystem().CreateResource("CGPUProgram", "", "wave", false, NoLoader()));
-    program->SetType(CGPUProgram::GPT_VERTEX);
-    program->SetCode("#version 450\n  uniform vec4 tint;\nuniform mat4 bones[4];\nuniform sampler2D image;\nuniform "
-                     "mat4 qk3dWorld;\nvoid main() {}\n");
-    program->SetRenderSystem(&device);
-    ASSERT_TRUE(program->Load());
-    EXPECT_EQ(program->GetParamNum(), 3u);
-    EXPECT_EQ(program->GetParamRegIndex("bones"), 1u);
-    program->Unload();
-    program->SetCode("#error not today\n");
-    EXPECT_FALSE(program->Load());
-    program->SetRenderSystem(nullptr);
-}
-
-TEST(Trace, TargetsHoldTheColourOfTheirClear) {
-    CRecordingRenderSystem device;
-    CRenderWindow* const window = device.CreateRenderWindow("w", 4, 4, PF_A8R8G8B8, false);
-    window->SetBackgroundColor(color(0xFF102030u));
-    device.UpdateAllRenderTarget(1);
-    auto* const manager = static_cast<CTextureManager*>(CQK3DMain::GetResourceSystem().GetResourceManager("CTexture"));
-    _ResourceSharePtr<CTexture> texture =
-        manager->CreateTexture("", "copy", 4, 4, PF_A8R8G8B8, &device, CTexture::TU_DEFAULT, false, false, NoLoader());
-    ASSERT_TRUE(texture->Load());
-    CBox const box(1, 1, 2, 2);
-    Vector2 position(2, 0);
-    ASSERT_TRUE(window->CopyToTexture(texture, &box, 1, &position));
-    CPixelBox const& pixels = texture->GetPixelBuffer()->Lock(CBox(0, 0, 4, 4), CHardwareBuffer::LM_READONLY);
-    for (int i = 0; i < 16; ++i) {
-        unsigned int value;
-        std::memcpy(&value, static_cast<char*>(pixels.m_data) + i / 4 * pixels.m_rowPitch + i % 4 * 4, 4);
-        EXPECT_EQ(value, i / 4 < 2 && i % 4 >= 2 ? 0xFF102030u : 0u) << i;
-    }
-    texture->GetPixelBuffer()->Unlock();
-    position = Vector2(3, 0);
-    EXPECT_FALSE(window->CopyToTexture(texture, &box, 1, &position)) << "a rectangle that leaves the texture";
-    texture->SetRenderSystem(nullptr);
 }
 
 namespace {

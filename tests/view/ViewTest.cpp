@@ -13,16 +13,6 @@ std::string Tool(std::string const& name) {
     return '\'' + (fs::canonical("/proc/self/exe").parent_path() / name).string() + '\'';
 }
 
-// Row after row; empty if it is no picture of the given size.
-std::vector<std::uint32_t> ReadPixels(std::string const& png, unsigned int width, unsigned int height) {
-    qk3d::image::DecodedImage picture;
-    if (!qk3d::image::DecodeImage(png.data(), png.size(), picture) || picture.width != width ||
-        picture.height != height || !qk3d::image::ConvertToArgb(picture))
-        return {};
-    auto const* pixels = reinterpret_cast<std::uint32_t const*>(picture.bytes.data());
-    return {pixels, pixels + width * height};
-}
-
 class View : public testing::Test {
 protected:
     ShellResult Run(std::string const& arguments) {
@@ -42,8 +32,13 @@ protected:
 
     std::string File(std::string const& name) { return TempFolder::Read(m_folder.Path(name)); }
     std::size_t CountColours(std::string const& name, unsigned int width, unsigned int height) {
-        auto const pixels = ReadPixels(File(name), width, height);
-        return std::set<std::uint32_t>(pixels.begin(), pixels.end()).size();
+        std::string const png = File(name);
+        qk3d::image::DecodedImage picture;
+        if (!qk3d::image::DecodeImage(png.data(), png.size(), picture) || picture.width != width ||
+            picture.height != height || !qk3d::image::ConvertToArgb(picture))
+            return 0;
+        auto const* pixels = reinterpret_cast<std::uint32_t const*>(picture.bytes.data());
+        return std::set<std::uint32_t>(pixels, pixels + width * height).size();
     }
 
     TempFolder const m_folder;
@@ -88,11 +83,8 @@ TEST_F(View, SaysWhatIsWrongAndWithWhichFile) {
         {"scene.json", R"({"Folders": ["."], "Materials": ["texture.json"],
                            "Objects": [{"Shape": "BALL", "Material": "texture"}]})"},
         {"panel.json", R"({"Range": [0, 0, 9, 9]})"},
-        {"panel-broken.json", R"({"Panels": [{"Script": "broken.json"}]})"},
         {"panel-line.json", R"({"Panels": [{"Script": "panel.json", "Lines": [{"Item": "title"}]}]})"},
         {"emitter-type.json", R"({"Emitters": [{"Type": "Volcano", "Shape": "CROSS"}]})"},
-        {"emitter-material.json",
-         R"({"Emitters": [{"Type": "ParticleEmitter", "Shape": "CROSS", "Material": "lava"}]})"},
     };
     for (auto const& [name, bytes] : files) m_folder.Write(name, bytes);
     struct {
@@ -107,23 +99,16 @@ TEST_F(View, SaysWhatIsWrongAndWithWhichFile) {
         {"--model box.obj --size 10by10", 2, "10by10"},
         {"--model box.obj --frames 0", 2, "--frames"},
         {"--model box.obj --trace t --out p.png", 2, "--trace"}, // a trace draws nothing
-        {"--package '' --model box.obj", 2, "--package"},
         {"--model none.obj", 1, "none.obj"},
         {"--model broken.gltf", 1, "broken.gltf"},
-        {"--material none.json", 1, "none.json"},
         {"--material broken.json", 1, "broken.json"},
-        {"--scene none.json", 1, "none.json"},
         {"--scene broken.json", 1, "broken.json"},
         {"--scene scene.json", 1, "broken.png"},
         {"--package none.qkpack --model box.obj", 1, "none.qkpack"},
-        {"--package . --model box.obj", 1, "no such file: ."},
         {"--package cut.qkpack --model box.obj", 1, "cut.qkpack"},
         {"--package bare.qkpack --model box.obj", 1, "bare.qkpack: box.obj"}, // that lies beside it
-        {"--package bare.qkpack --scene scene.json", 1, "bare.qkpack: scene.json"},
-        {"--scene panel-broken.json", 1, "broken.json"},
-        {"--scene panel-line.json", 1, "title"}, // has no such item
+        {"--scene panel-line.json", 1, "title"},                              // has no such item
         {"--scene emitter-type.json", 1, "Volcano"},
-        {"--scene emitter-material.json", 1, "lava"},
         {"--model box.obj --hud --frames 2 --font none.ttf", 1, "none.ttf"},
         {"--model box.obj --backend None", 1, "None"},
         {"--model box.obj --out no/such/folder/p.png", 1, "no/such/folder/p.png"},
@@ -182,25 +167,6 @@ TEST_F(View, ATraceOfTheDemoDiffersFromFrameToFrameInWhatMovesOnly) {
     for (char const* texture : {"drop.png", "panel.png", "badge.png"}) {
         EXPECT_NE(whole.find(texture), std::string::npos) << texture << ", of the fountain or the panel";
     }
-}
-
-TEST_F(View, TheFramePanelCoversItsPlaceAndNothingElse) {
-    m_folder.Write("box.obj", kBox);
-    RunWell("--model box.obj --size 400x300 --frames 3 --out plain.png");
-    RunWell("--model box.obj --size 400x300 --frames 3 --hud --out hud.png");
-    auto const plain = ReadPixels(File("plain.png"), 400, 300);
-    auto const hud = ReadPixels(File("hud.png"), 400, 300);
-    ASSERT_TRUE(!plain.empty() && !hud.empty());
-    int left = 400, top = 300, right = 0, bottom = 0, bright = 0;
-    for (int i = 0; i < 400 * 300; ++i) {
-        auto const pixel = hud[static_cast<std::size_t>(i)];
-        if (plain[static_cast<std::size_t>(i)] == pixel) continue;
-        left = std::min(left, i % 400), right = std::max(right, i % 400 + 1);
-        top = std::min(top, i / 400), bottom = std::max(bottom, i / 400 + 1);
-        bright += (pixel & 0xFF) > 200; // of the letters
-    }
-    EXPECT_EQ(std::vector<int>({left, top, right, bottom}), std::vector<int>({16, 16, 16 + 248, 16 + 184}));
-    EXPECT_GT(bright, 500) << "six lines of text";
 }
 
 TEST_F(View, AWindowShowsWhatThePictureShowsAndFollowsMouseAndKeys) {
