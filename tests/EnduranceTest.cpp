@@ -53,21 +53,19 @@ struct World {
         return thing;
     }
 
+    // One of those that there are; null if there is none.
+    template <class Thing>
+    Thing* Some(std::vector<Thing>& things) {
+        return things.empty() ? nullptr : &things[Below(things.size())];
+    }
+    CSceneNode* SomeNode() {
+        CSceneNode** const node = Below(4) == 0 ? nullptr : Some(nodes);
+        return node ? *node : scene.GetScene().GetRootSceneNode();
+    }
     void Place(CMovableObject* thing) {
         SomeNode()->AttachMovableObject(thing);
         scene.GetViewport().AddMovableObject(thing);
     }
-    CSceneNode* SomeNode() {
-        bool const isRoot = nodes.empty() || Below(4) == 0;
-        return isRoot ? scene.GetScene().GetRootSceneNode() : nodes[Below(nodes.size())];
-    }
-
-    void Frame() {
-        for (int i = 0; i < 4; ++i) Act();
-        EXPECT_TRUE(scene.Frame(++frame));
-    }
-    void Act();
-    void Clear();
 };
 
 // Those who use others come after them.
@@ -90,21 +88,18 @@ struct Kind {
          _ResourceSharePtr<CMaterial> material(Resources().CreateResourceManual("CMaterial", w.Name()));
          CPass* const pass = material->CreateTechnique()->CreatePass();
          pass->SetFromScript(R"({"RenderState": {"ZENABLE": "TRUE"}, "SamplerState": [{"ADDRESSU": "CLAMP"}]})");
-         if (!w.textures.empty()) pass->SetTexture(0, w.textures[w.Below(w.textures.size())]);
+         if (auto const* texture = w.Some(w.textures)) pass->SetTexture(0, *texture);
          w.materials.push_back(material);
      },
      [](World& w) { w.TakeOne(w.materials); }},
     {[](World& w) { return w.nodes.size(); },
-     [](World& w) {
-         Vector3 const position(1, 0, static_cast<float>(w.Below(5)));
-         w.nodes.push_back(w.SomeNode()->CreateChildSceneNode(w.Name(), position));
-     },
+     [](World& w) { w.nodes.push_back(w.SomeNode()->CreateChildSceneNode(w.Name(), Vector3(1, 0, 1))); },
      [](World& w) { w.scene.GetScene().DestroySceneNode(w.TakeOne(w.nodes)->GetName()); }},
     {[](World& w) { return w.entities.size(); },
      [](World& w) {
          CEntity* const entity = w.entities.emplace_back(w.scene.GetScene().CreateEntity("CEntity", w.Name()));
          entity->SetMesh(w.scene.GetMesh());
-         if (!w.materials.empty()) entity->SetSubEntityMaterial(w.materials[w.Below(w.materials.size())]);
+         if (auto* const material = w.Some(w.materials)) entity->SetSubEntityMaterial(*material);
          w.Place(entity);
      },
      [](World& w) {
@@ -116,7 +111,7 @@ struct Kind {
      [](World& w) {
          CTestEmitter* const emitter = w.emitters.emplace_back(new CTestEmitter(w.Name()));
          emitter->SetMesh(w.scene.GetMesh());
-         if (!w.materials.empty()) emitter->SetMaterial(w.materials[w.Below(w.materials.size())]);
+         if (auto* const material = w.Some(w.materials)) emitter->SetMaterial(*material);
          w.Place(emitter);
      },
      [](World& w) {
@@ -128,8 +123,7 @@ struct Kind {
      [](World& w) {
          COverlayItem* const item = w.scene.GetOverlay().CreateOverlayItem(w.Name(), 1, 1, 8, 8, 0);
          if (w.Below(2)) item->SetTexture(string("Blank"));
-         if (w.Below(2) && !w.textures.empty())
-             item->CreateSubItem("sub")->SetTexture(w.textures[w.Below(w.textures.size())]);
+         if (auto const* texture = w.Some(w.textures)) item->CreateSubItem("sub")->SetTexture(*texture);
          w.scene.GetWindow().AddOverlayItem(item);
          w.items.push_back(item);
      },
@@ -144,19 +138,6 @@ struct Kind {
      },
      [](World& w) { w.scene.GetScene().GetTimer().RemoveTimerEvent(w.TakeOne(w.events)); }},
 };
-
-// Adds to one kind of thing, or takes from it: as likely at half of the most there can be.
-void World::Act() {
-    Kind const& kind = kKinds[Below(std::size(kKinds))];
-    (Below(24) >= kind.count(*this) ? kind.add : kind.remove)(*this);
-}
-
-// Everything that came goes again.
-void World::Clear() {
-    for (std::size_t at = std::size(kKinds); at-- > 0;)
-        while (kKinds[at].count(*this) > 0) kKinds[at].remove(*this);
-    for (int i = 0; i < 3; ++i) scene.Frame(++frame);
-}
 
 /// What is alive: blocks of memory, then resources by type.
 std::array<long long, 7> Count() {
@@ -178,8 +159,17 @@ TEST(Endurance, NothingStaysBehindOfWhatComesAndGoes) {
     World world(seed);
     ASSERT_TRUE(world.scene.Build());
     auto const run = [&](unsigned int number) {
-        for (unsigned int i = 0; i < number && !testing::Test::HasFailure(); ++i) world.Frame();
-        world.Clear();
+        for (unsigned int i = 0; i < number && !testing::Test::HasFailure(); ++i) {
+            // Adds to a kind of thing, or takes from it: as likely at half of the most there can be.
+            for (int act = 0; act < 4; ++act) {
+                Kind const& kind = kKinds[world.Below(std::size(kKinds))];
+                (world.Below(24) >= kind.count(world) ? kind.add : kind.remove)(world);
+            }
+            EXPECT_TRUE(world.scene.Frame(++world.frame));
+        }
+        for (std::size_t at = std::size(kKinds); at-- > 0;) // everything that came goes again
+            while (kKinds[at].count(world) > 0) kKinds[at].remove(world);
+        for (int i = 0; i < 3; ++i) world.scene.Frame(++world.frame);
         EXPECT_EQ(log.TakeLines(), LogLines({}));
         return Count();
     };

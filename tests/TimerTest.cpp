@@ -12,45 +12,36 @@
 using namespace qk3d;
 
 namespace {
-using Action = std::function<void(CTimerEvent*, long long)>;
-constexpr auto CATCHUP = CTimerEvent::TSM_CATCHUP;
-constexpr auto SKIP = CTimerEvent::TSM_SKIP;
+using enum CTimerEvent::ETimerEventState;
+constexpr auto CATCHUP = CTimerEvent::TSM_CATCHUP, SKIP = CTimerEvent::TSM_SKIP;
 
-// A timer whose events write "name@time" for every call, and do what a test wants done in it.
+// A timer whose events write "name@time" for every call, and then do what a test wants done. One at a time.
 struct Clock : CTimer {
-    struct Entry {
-        Clock* clock;
-        std::string name;
-        Action action;
-    };
-    std::map<std::string, Entry> entries;
+    using Actions = std::map<std::string, std::function<void(CTimerEvent*, long long)>>;
+    static inline Clock* current;
+    Actions actions; // by name
     std::string calls;
 
-    CTimerEvent* Plain(std::string const& name, long long start, long long end, Action action = {}) {
-        return SetTimerEvent(Write, Name(name, std::move(action)), start, end);
+    Clock() { current = this; }
+    CTimerEvent* Plain(std::string const& name, long long start, long long end) {
+        return SetTimerEvent(Write, &*actions.try_emplace(name).first, start, end);
     }
     CTimerEvent* Repeat(std::string const& name, long long interval, long long start, long long end,
-                        CTimerEvent::ETimeSkipMode mode = CATCHUP, Action action = {}) {
-        return SetTimerEvent(interval, Write, Name(name, std::move(action)), start, end, mode);
+                        CTimerEvent::ETimeSkipMode mode = CATCHUP) {
+        return SetTimerEvent(interval, Write, &*actions.try_emplace(name).first, start, end, mode);
     }
     CTimerEvent* Count(std::string const& name, long long interval, unsigned int count, long long start) {
-        return SetTimerEvent(interval, Write, Name(name, {}), count, start, CATCHUP);
+        return SetTimerEvent(interval, Write, &*actions.try_emplace(name).first, count, start, CATCHUP);
     }
-    std::string Go(long long time) {
-        GotoTime(time);
-        return Take();
-    }
+    std::string Go(long long time) { return GotoTime(time), Take(); }
     std::string Take() {
         if (!calls.empty()) calls.pop_back();
         return std::exchange(calls, "");
     }
-
-private:
-    void* Name(std::string const& name, Action action) { return &(entries[name] = {this, name, std::move(action)}); }
     static void Write(CTimerEvent* event, long long time) {
-        auto const& entry = *static_cast<Entry*>(event->GetParam());
-        entry.clock->calls += entry.name + '@' + std::to_string(time) + ' ';
-        if (entry.action) entry.action(event, time);
+        auto const& [name, action] = *static_cast<Actions::value_type*>(event->GetParam());
+        current->calls += name + '@' + std::to_string(time) + ' ';
+        if (action) action(event, time);
     }
 };
 
@@ -110,13 +101,14 @@ TEST(Timer, GivesANewEventItsFirstCallAtOnceOnlyWhenTheClockRuns) {
     clock.Plain("a", 0, 100);
     EXPECT_EQ(clock.Take(), "");
     EXPECT_EQ(clock.Go(40), "a@40");
-    EXPECT_EQ(clock.Plain("b", 0, 100)->GetState(), CTimerEvent::TES_ALIVE);
+    clock.Plain("b", 0, 100);
     EXPECT_EQ(clock.Take(), "b@40");
-    EXPECT_EQ(clock.Plain("c", 10, 20)->GetState(), CTimerEvent::TES_DEAD);
-    EXPECT_EQ(clock.Take(), "c@20") << "a life that is over already";
+    EXPECT_EQ(clock.Plain("c", 10, 20)->GetState(), TES_DEAD) << "a life that is over already";
+    EXPECT_EQ(clock.Take(), "c@20");
     clock.Repeat("d", 10, 0, 100);
     EXPECT_EQ(clock.Go(50), "d@50 b@50 a@50") << "an interval event starts with the clock";
-    EXPECT_EQ(clock.Plain("e", 0, 100, [&](CTimerEvent* event, long long) { clock.RemoveTimerEvent(event); }), nullptr);
+    clock.actions["e"] = [&](CTimerEvent* event, long long) { clock.RemoveTimerEvent(event); };
+    EXPECT_EQ(clock.Plain("e", 0, 100), nullptr);
     EXPECT_EQ(clock.Take(), "e@50") << "and removed itself";
 }
 
@@ -155,26 +147,26 @@ TEST(Timer, KeepsKilledEventsUntilReset) {
     EXPECT_EQ(clock.Go(92), "");
     clock.Reset();
     EXPECT_EQ(clock.GetTime(), 0);
-    EXPECT_EQ(event->GetState(), CTimerEvent::TES_UNSTART);
+    EXPECT_EQ(event->GetState(), TES_UNSTART);
     EXPECT_EQ(clock.Go(3), "alive@3 dead@3");
     EXPECT_EQ(clock.Go(99), "dead@5 alive@50 count@43 count@83 later@99") << "its full count of calls again";
     clock.GotoTime(3'000'000'000);
-    EXPECT_EQ(later->GetState(), CTimerEvent::TES_DEAD) << "its kill time is 2147483647 since the reset";
+    EXPECT_EQ(later->GetState(), TES_DEAD) << "its kill time is 2147483647 since the reset";
 }
 
 TEST(Timer, NoticesAnEventThatIsMovedByHand) {
     Clock clock;
     CTimerEvent* const event = clock.Repeat("e", 10, 1, 1000);
     clock.GotoTime(12);
-    EXPECT_EQ(event->GotoTime(35), CTimerEvent::TES_ALIVE);
+    EXPECT_EQ(event->GotoTime(35), TES_ALIVE);
     EXPECT_EQ(clock.Take(), "e@11 e@21 e@31");
     EXPECT_EQ(clock.Go(41), "e@41");
-    EXPECT_EQ(event->GotoTime(0), CTimerEvent::TES_UNSTART);
+    EXPECT_EQ(event->GotoTime(0), TES_UNSTART);
     clock.GotoTime(42);
-    EXPECT_EQ(event->GetState(), CTimerEvent::TES_ALIVE) << "though it has no call to make";
+    EXPECT_EQ(event->GetState(), TES_ALIVE) << "though it has no call to make";
     event->Kill(43);
     clock.GotoTime(44);
-    EXPECT_EQ(event->GetState(), CTimerEvent::TES_DEAD) << "though its next call is not due yet";
+    EXPECT_EQ(event->GetState(), TES_DEAD) << "though its next call is not due yet";
     clock.GotoTime(43);
     event->Reset();
     EXPECT_EQ(clock.Go(45), "e@11 e@21 e@31 e@41");
@@ -229,10 +221,11 @@ TEST(Timer, LetsCallbacksChangeTheTimer) {
     for (auto const& row : rows) {
         Three t;
         bool isDone = false;
-        t.a = t.Plain("a", 1, 991);
-        t.b = t.Plain("b", 1, 992, [&](CTimerEvent*, long long time) {
+        t.actions["b"] = [&](CTimerEvent*, long long time) {
             if (time == 10 && !std::exchange(isDone, true)) row.action(t);
-        });
+        };
+        t.a = t.Plain("a", 1, 991);
+        t.b = t.Plain("b", 1, 992);
         t.c = t.Plain("c", 1, 993);
         t.Go(1);
         EXPECT_EQ(t.Go(10), row.step) << row.what;
@@ -243,77 +236,62 @@ TEST(Timer, LetsCallbacksChangeTheTimer) {
 TEST(Timer, StopsTheCallsOfAnEventThatGoesInOneOfThem) {
     for (auto const go : {&CTimer::KillTimerEvent, &CTimer::RemoveTimerEvent}) {
         Clock clock;
-        clock.Repeat("e", 10, 0, 1000, CATCHUP, [&](CTimerEvent* event, long long time) {
+        clock.actions["e"] = [&](CTimerEvent* event, long long time) {
             if (time == 20) (clock.*go)(event);
-        });
+        };
+        clock.Repeat("e", 10, 0, 1000);
         EXPECT_EQ(clock.Go(100), "e@10 e@20");
     }
 }
 
 // The same rules the slow way: every event is looked at in every step.
-class CSlowTimer {
-public:
+struct SlowTimer {
     struct Event {
         int id;
         long long start, end, interval, last;
         CTimerEvent::ETimeSkipMode mode;
-        CTimerEvent::ETimerEventState state = CTimerEvent::TES_UNSTART;
-        unsigned long long order = 0; // of its changes of state
+        long long order; // of its changes of state, the last one below all others
+        CTimerEvent::ETimerEventState state = TES_UNSTART;
     };
     std::vector<Event> events;
     std::string calls;
-    long long time = 0;
-
-    void Add(Event event) {
-        event.order = ++m_orders;
-        events.push_back(event);
-    }
+    long long time = 0, orders = 0;
 
     void GotoTime(long long to) {
         if (to == time) return;
-        auto const others = to > time ? CTimerEvent::TES_UNSTART : CTimerEvent::TES_DEAD;
+        auto const others = to > time ? TES_UNSTART : TES_DEAD;
         time = to;
-        for (Event* const event : Walk(CTimerEvent::TES_ALIVE)) Step(*event);
+        for (Event* const event : Walk(TES_ALIVE)) Step(*event);
         for (Event* const event : Walk(others))
             if (Step(*event) == others) break;
     }
 
-private:
     // Those of a state by end or start, at equal times the newest first; dead ones from the last that died.
     std::vector<Event*> Walk(CTimerEvent::ETimerEventState state) {
         std::vector<Event*> walk;
         for (Event& event : events)
             if (event.state == state) walk.push_back(&event);
-        auto const key = [state](Event const& event) {
-            return state == CTimerEvent::TES_ALIVE ? event.end : state == CTimerEvent::TES_UNSTART ? event.start : 0;
-        };
-        std::sort(walk.begin(), walk.end(), [&](Event const* a, Event const* b) {
-            return key(*a) != key(*b) ? key(*a) < key(*b) : a->order > b->order;
+        std::ranges::sort(walk, {}, [state](Event const* event) {
+            return std::pair(state == TES_ALIVE ? event->end : state == TES_UNSTART ? event->start : 0, event->order);
         });
         return walk;
     }
 
     CTimerEvent::ETimerEventState Step(Event& event) {
         auto const before = event.state;
-        event.state = time < event.start ? CTimerEvent::TES_UNSTART
-                      : time < event.end ? CTimerEvent::TES_ALIVE
-                                         : CTimerEvent::TES_DEAD;
-        if (event.state != before) event.order = ++m_orders;
-        bool const isPassed = before == CTimerEvent::TES_UNSTART && event.state == CTimerEvent::TES_DEAD;
-        if (event.state != CTimerEvent::TES_ALIVE && before != CTimerEvent::TES_ALIVE && !isPassed) return event.state;
+        event.state = time < event.start ? TES_UNSTART : time < event.end ? TES_ALIVE : TES_DEAD;
+        if (event.state != before) event.order = --orders;
+        bool const isPassed = before == TES_UNSTART && event.state == TES_DEAD;
+        if (event.state != TES_ALIVE && before != TES_ALIVE && !isPassed) return event.state;
         long long const to = std::min(time, event.end);
-        auto const call = [&](long long when) {
-            event.last = when;
-            calls += std::to_string(event.id) + '@' + std::to_string(when) + ' ';
-        };
-        if (event.mode == SKIP || event.interval == 0)
-            call(to);
-        else
-            while (event.last + event.interval <= to) call(event.last + event.interval);
+        bool const isOnce = event.mode == SKIP || event.interval == 0;
+        for (long long at = isOnce ? to : event.last + event.interval; at <= to; at += event.interval) {
+            event.last = at;
+            calls += std::to_string(event.id) + '@' + std::to_string(at) + ' ';
+            if (isOnce) break;
+        }
         return event.state;
     }
-
-    unsigned long long m_orders = 0;
 };
 
 TEST(Timer, CallsTheSameAsASlowOneInRandomRuns) {
@@ -324,14 +302,14 @@ TEST(Timer, CallsTheSameAsASlowOneInRandomRuns) {
         std::mt19937 random(seed);
         auto const below = [&random](unsigned int limit) { return static_cast<long long>(random() % limit); };
         Clock clock;
-        CSlowTimer slow;
+        SlowTimer slow;
         std::vector<CTimerEvent*> made;
         int const events = static_cast<int>(1 + below(run % 3 == 0 ? 700 : 60)); // some blocks, or part of one
         for (int id = 0; id < events; ++id) {
             long long const start = 1 + below(300), end = start + below(200), interval = below(30);
             auto const mode = below(4) == 0 ? SKIP : CATCHUP;
             made.push_back(clock.Repeat(std::to_string(id), interval, start, end, mode));
-            slow.Add({id, start, end, interval, start, mode});
+            slow.events.push_back({id, start, end, interval, start, mode, --slow.orders});
         }
         for (int step = 0; step < 60; ++step) {
             long long const time = below(5) == 0 ? below(500) : slow.time + below(12);

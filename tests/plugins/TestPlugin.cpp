@@ -26,27 +26,25 @@ struct Instance {
 
 #if defined(KIND_Needy)
 extern "C" int NeededNumber();
+#define START NeededNumber() == 17
 #elif defined(KIND_Unresolved)
 extern "C" int NobodyHasThis();
-EXPORT int CallNobody() { return NobodyHasThis(); }
+#define START NobodyHasThis()
+#elif defined(KIND_InitThrows)
+#define START throw std::runtime_error("this plug-in does not start"), 1
+#elif defined(KIND_InitZero)
+#define START 0
+#elif defined(KIND_InitTwo)
+#define START 2
+#else
+#define START 1
 #endif
 
 #if !defined(KIND_NoInit)
-EXPORT int InitPlugin(unsigned char const* data, int size) {
-    if (size == static_cast<int>(sizeof(PluginJournal*)))
-        g_instance.journal = *reinterpret_cast<PluginJournal* const*>(data);
+EXPORT int InitPlugin(unsigned char const* data, int) {
+    g_instance.journal = *reinterpret_cast<PluginJournal* const*>(data);
     g_instance.Note("init");
-#if defined(KIND_InitThrows)
-    throw std::runtime_error("this plug-in does not start");
-#elif defined(KIND_InitZero)
-    return 0;
-#elif defined(KIND_InitTwo)
-    return 2;
-#elif defined(KIND_Needy)
-    return NeededNumber() == 17 ? 1 : 0;
-#else
-    return 1;
-#endif
+    return START;
 }
 #endif
 
@@ -62,17 +60,13 @@ EXPORT void ReleasePlugin() {
 
 #if !defined(KIND_NoObjects)
 EXPORT int GetObjectInfos(qk3d::PluginObjectInfo const** infos) {
-    static qk3d::PluginObjectInfo list[2];
-    list[0].name = "CTestLoader";
-    list[0].type = 4;
-#if defined(KIND_ObjectsThrow)
+    static qk3d::PluginObjectInfo const list[2] = {{"CTestLoader", 4, nullptr}, {}};
     *infos = list;
+#if defined(KIND_ObjectsThrow)
     throw std::runtime_error("no list today");
 #elif defined(KIND_ObjectsLie)
-    *infos = nullptr;
-    return 2;
+    return *infos = nullptr, 2;
 #else
-    *infos = list;
     return ++g_instance.calls;
 #endif
 }
