@@ -65,108 +65,71 @@ bool TestScene::MakeMesh() {
     return true;
 }
 
+// The expression asks, if what it builds on was let through, and says whether it got what it asked for.
+#define ASK(...) [](TestScene& s) { return !!(__VA_ARGS__); }
+
 std::vector<TestScene::Step> const& TestScene::GetSteps() {
-    // Each looks first whether the steps that it builds on were let through.
     static std::vector<Step> const steps = {
-        {"a device", [](TestScene& s) { return !!(s.m_device = std::make_unique<CTraceRenderSystem>("device")); }},
+        {"a device", ASK(s.m_device = std::make_unique<CTraceRenderSystem>("device"))},
         {"a window",
-         [](TestScene& s) {
-             return s.m_device && (s.m_window = s.m_device->CreateRenderWindow("window", 64, 48, PF_A8R8G8B8, false));
-         }},
-        {"a scene",
-         [](TestScene& s) {
-             return !!(s.m_scene = CQK3DMain::GetQK3DMain().CreateSceneManager("CSceneManager", "test"));
-         }},
-        {"a camera",
-         [](TestScene& s) {
-             if (!s.m_scene || !(s.m_camera = s.m_scene->CreateCamera("camera"))) return false;
-             s.m_camera->SetViewParams(Vector3(0, 0, -10), Vector3::ZERO, Vector3::UNIT_Y);
-             s.m_camera->SetProjParams(1, 1.5f, 1, 100);
-             return true;
-         }},
-        {"a viewport",
-         [](TestScene& s) {
-             return s.m_window && s.m_camera &&
-                    (s.m_viewport = s.m_window->AddViewport(s.m_camera, 1, 0.0f, 0.0f, 1.0f, 1.0f));
-         }},
-        {"a material",
-         [](TestScene& s) {
-             s.m_material = CQK3DMain::GetResourceSystem().CreateResource("CMaterial", "m.json", "", false, NoLoader());
-             return !!s.m_material;
-         }},
-        {"its script", [](TestScene& s) { return s.m_material && s.m_material->Load(); }},
-        {"a mesh", [](TestScene& s) { return s.MakeMesh(); }},
-        {"an entity", [](TestScene& s) { return s.m_scene && (s.m_entity = s.m_scene->CreateEntity("CEntity", "e")); }},
+         ASK(s.m_device && (s.m_window = s.m_device->CreateRenderWindow("window", 64, 48, PF_A8R8G8B8, false)))},
+        {"a scene", ASK(s.m_scene = CQK3DMain::GetQK3DMain().CreateSceneManager("CSceneManager", "test"))},
+        {"a camera", ASK(s.m_scene && (s.m_camera = s.m_scene->CreateCamera("camera")))},
+        {"its place", ASK(s.m_camera && (s.m_camera->SetViewParams(Vector3(0, 0, -10), Vector3::ZERO, Vector3::UNIT_Y),
+                                         s.m_camera->SetProjParams(1, 1.5f, 1, 100), true))},
+        {"a viewport", ASK(s.m_window && s.m_camera &&
+                           (s.m_viewport = s.m_window->AddViewport(s.m_camera, 1, 0.0f, 0.0f, 1.0f, 1.0f)))},
+        {"a material", ASK(s.m_material = CQK3DMain::GetResourceSystem().CreateResource("CMaterial", "m.json", "",
+                                                                                        false, NoLoader()))},
+        {"its script", ASK(s.m_material && s.m_material->Load())},
+        {"a mesh", ASK(s.MakeMesh())},
+        {"an entity", ASK(s.m_scene && (s.m_entity = s.m_scene->CreateEntity("CEntity", "e")))},
         {"its mesh",
-         [](TestScene& s) {
-             if (s.m_entity && s.m_mesh) s.m_entity->SetMesh(s.m_mesh);
-             return s.m_entity && s.m_entity->GetSubEntityNum() == 1;
-         }},
-        {"its material",
-         [](TestScene& s) {
-             bool const isReady = s.m_material && s.m_entity && s.m_entity->GetSubEntityNum() == 1;
-             if (isReady) s.m_entity->SetSubEntityMaterial(s.m_material);
-             return isReady;
-         }},
+         ASK(s.m_entity && s.m_mesh && (s.m_entity->SetMesh(s.m_mesh), s.m_entity->GetSubEntityNum() == 1))},
+        {"its material", ASK(s.m_material && s.m_entity && s.m_entity->GetSubEntityNum() == 1 &&
+                             (s.m_entity->SetSubEntityMaterial(s.m_material), true))},
         {"a node",
-         [](TestScene& s) {
-             return s.m_scene &&
-                    (s.m_node = s.m_scene->GetRootSceneNode()->CreateChildSceneNode("n", Vector3(1, 2, 3)));
-         }},
+         ASK(s.m_scene && (s.m_node = s.m_scene->GetRootSceneNode()->CreateChildSceneNode("n", Vector3(1, 2, 3))))},
         {"the entity on it",
-         [](TestScene& s) {
-             if (!s.m_node || !s.m_entity) return false;
-             s.m_node->AttachMovableObject(s.m_entity);
-             return s.m_entity->GetAttachedSceneNode() == s.m_node && s.m_node->GetAttachMovableObjectNum() == 1;
-         }},
-        {"an emitter",
-         [](TestScene& s) {
-             if (!s.m_mesh || !s.m_material) return false;
-             auto emitter = std::make_unique<CTestEmitter>("emitter");
-             emitter->SetMesh(s.m_mesh);
-             emitter->SetMaterial(s.m_material);
-             emitter->onEmit = [&s] {
-                 if (s.onCall) s.onCall();
-             };
-             s.m_emitter = std::move(emitter);
-             return true;
-         }},
+         ASK(s.m_node && s.m_entity &&
+             (s.m_node->AttachMovableObject(s.m_entity),
+              s.m_entity->GetAttachedSceneNode() == s.m_node && s.m_node->GetAttachMovableObjectNum() == 1))},
+        {"an emitter", ASK(s.MakeEmitter())},
         {"the emitter on the root",
-         [](TestScene& s) {
-             if (s.m_scene && s.m_emitter) s.m_scene->GetRootSceneNode()->AttachMovableObject(s.m_emitter.get());
-             return s.m_scene && s.m_emitter && s.m_emitter->IsAttached();
-         }},
+         ASK(s.m_scene && s.m_emitter &&
+             (s.m_scene->GetRootSceneNode()->AttachMovableObject(s.m_emitter.get()), s.m_emitter->IsAttached()))},
         {"the entity in view",
-         [](TestScene& s) {
-             if (s.m_viewport && s.m_entity) s.m_viewport->AddMovableObject(s.m_entity);
-             return s.m_viewport && s.m_viewport->IsMovableObjectInViewport(s.m_entity);
-         }},
-        {"the emitter in view",
-         [](TestScene& s) {
-             if (s.m_viewport && s.m_emitter) s.m_viewport->AddMovableObject(s.m_emitter.get());
-             return s.m_viewport && s.m_viewport->IsMovableObjectInViewport(s.m_emitter.get());
-         }},
-        {"an overlay", [](TestScene& s) { return !!(s.m_overlay = std::make_unique<COverlayManager>()); }},
-        {"an item",
-         [](TestScene& s) { return s.m_overlay && (s.m_item = s.m_overlay->CreateOverlayItem("i", 0, 0, 0, 0, 0)); }},
-        {"its script", [](TestScene& s) { return s.m_item && s.m_item->SetFromScript(kOverlay); }},
-        {"the item on the window",
-         [](TestScene& s) {
-             if (s.m_window && s.m_item) s.m_window->AddOverlayItem(s.m_item);
-             return s.m_window && s.m_item;
-         }},
-        {"an event",
-         [](TestScene& s) {
-             auto const count = [](CTimerEvent* event, long long) {
-                 auto& scene = *static_cast<TestScene*>(event->GetParam());
-                 ++scene.m_events;
-                 if (scene.onCall) scene.onCall();
-             };
-             return s.m_scene &&
-                    s.m_scene->GetTimer().SetTimerEvent(kTick, count, &s, 0u, 1, CTimerEvent::TSM_CATCHUP) != nullptr;
-         }},
+         ASK(s.m_viewport && s.m_entity &&
+             (s.m_viewport->AddMovableObject(s.m_entity), s.m_viewport->IsMovableObjectInViewport(s.m_entity)))},
+        {"the emitter in view", ASK(s.m_viewport && s.m_emitter &&
+                                    (s.m_viewport->AddMovableObject(s.m_emitter.get()),
+                                     s.m_viewport->IsMovableObjectInViewport(s.m_emitter.get())))},
+        {"an overlay", ASK(s.m_overlay = std::make_unique<COverlayManager>())},
+        {"an item", ASK(s.m_overlay && (s.m_item = s.m_overlay->CreateOverlayItem("i", 0, 0, 0, 0, 0)))},
+        {"its script", ASK(s.m_item && s.m_item->SetFromScript(kOverlay))},
+        {"the item on the window", ASK(s.m_window && s.m_item && (s.m_window->AddOverlayItem(s.m_item), true))},
+        {"an event", ASK(s.m_scene &&
+                         s.m_scene->GetTimer().SetTimerEvent(kTick, &CountEvent, &s, 0u, 1, CTimerEvent::TSM_CATCHUP))},
     };
     return steps;
+}
+
+bool TestScene::MakeEmitter() {
+    if (!m_mesh || !m_material) return false;
+    auto emitter = std::make_unique<CTestEmitter>("emitter");
+    emitter->SetMesh(m_mesh);
+    emitter->SetMaterial(m_material);
+    emitter->onEmit = [this] {
+        if (onCall) onCall();
+    };
+    m_emitter = std::move(emitter);
+    return true;
+}
+
+void TestScene::CountEvent(CTimerEvent* event, long long) {
+    auto& scene = *static_cast<TestScene*>(event->GetParam());
+    ++scene.m_events;
+    if (scene.onCall) scene.onCall();
 }
 
 TestScene::TestScene() : m_store(new CMemFileSystem) {

@@ -18,6 +18,7 @@ class COverlayItem;
 class CRenderWindow;
 class CSceneManager;
 class CSceneNode;
+class CTimerEvent;
 class CViewport;
 
 /// An emitter of particles that live for two frames; at most five at once.
@@ -73,6 +74,8 @@ public:
 
 private:
     bool MakeMesh();
+    bool MakeEmitter();
+    static void CountEvent(CTimerEvent* event, long long time);
 
     CTestStore m_store;
     CSceneManager* m_scene = nullptr;
