@@ -57,14 +57,12 @@ TEST_F(PackTest, WhatIsPackedComesOutAgainFromTheToolAndTheStore) {
 
 TEST_F(PackTest, TheSameFilesGiveTheSameBytes) {
     ASSERT_EQ(Pack("create a.pak in"), 0);
-    fs::copy(m_folder.Path("in"), m_folder.Path("later"), fs::copy_options::recursive);
-    fs::last_write_time(m_folder.Path("later/empty"), fs::file_time_type::clock::now() + std::chrono::hours(30));
-    fs::permissions(m_folder.Path("later/empty"), fs::perms::owner_all);
+    EXPECT_EQ(File("a.pak").substr(10, 4), std::string("\0\0\x21\0", 4)) << "the date is the first that there is";
+    ASSERT_EQ(Run("cp -r in later && chmod 700 later/empty && touch -d tomorrow later/empty"), 0);
     for (int i = 0; i < 2; ++i) { // at last over itself, without packing itself
         ASSERT_EQ(Pack("create later/b.pak later"), 0);
         EXPECT_TRUE(File("a.pak") == File("later/b.pak"));
     }
-    EXPECT_EQ(File("a.pak").substr(10, 4), std::string("\0\0\x21\0", 4)) << "the date is the first that there is";
 }
 
 TEST_F(PackTest, FailuresAreToldAndLeaveWhatWasThere) {
@@ -72,7 +70,6 @@ TEST_F(PackTest, FailuresAreToldAndLeaveWhatWasThere) {
     std::string const good = File("p.pak");
     m_folder.Write("case/A", "1");
     m_folder.Write("case/a", "2");
-    m_folder.Write("names/a:b", "1");
     m_folder.Write("bytes/\xFF", "1");
     m_folder.Write("text", "no package");
     m_folder.Write("climbs.pak", MakeZip({{"../escaped", "x"}}));
@@ -85,20 +82,15 @@ TEST_F(PackTest, FailuresAreToldAndLeaveWhatWasThere) {
         char const* words;
     } const rows[] = {
         {"create p.pak case", 1, "differ in case only"},
-        {"create p.pak names", 1, "has no \":\""},
         {"create p.pak bytes", 1, "not UTF-8"},
-        {"create p.pak nowhere", 1, "no such folder: nowhere"},
         {"create nowhere/p.pak in", 1, "cannot write nowhere/p.pak"},
         {"create case in", 1, "cannot write case"},
-        {"list nowhere", 1, "cannot open nowhere"},
         {"verify text", 1, "it is no archive, or not whole"},
         {"verify spoilt.pak", 1, "cannot read Readme.txt"},
         {"extract climbs.pak out", 1, "leads out of it"},
         {"extract spoilt.pak out", 1, "cannot read Readme.txt"},
         {"extract p.pak text", 1, "cannot write text/"},
         {"", 2, "usage: qk3d-pack create"},
-        {"create p.pak", 2, "usage: qk3d-pack create"},
-        {"list --deflate p.pak", 2, "--deflate goes with create"},
         {"create --fast p.pak in", 2, "unknown option --fast"},
         {"--help", 0, "usage: qk3d-pack create"},
     };

@@ -77,9 +77,7 @@ TEST(Factory, CreatesByExactTypeInOneTableOnly) {
     EXPECT_EQ(factory.CreateUserObject("thing"), &things[1]) << "the later creator replaces the earlier";
     for (char const* type : {"Thing", "lazy", "none"}) EXPECT_EQ(factory.CreateUserObject(type), nullptr) << type;
     EXPECT_EQ(factory.CreateEmitter("thing", ""), nullptr);
-    EXPECT_EQ(CQK3DMain::GetFactory().CreateUserObject("thing"), nullptr);
     assigned = factory;
-    factory.RemoveCreateUserObjectFun("thing");
     factory.RemoveCreateUserObjectFun("thing");
     EXPECT_EQ(factory.CreateUserObject("thing"), nullptr);
     EXPECT_EQ(assigned.CreateUserObject("thing"), &things[1]);

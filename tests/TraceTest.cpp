@@ -61,17 +61,6 @@ TEST(Trace, TellsEachKindOfStateInItsOwnForm) {
     EXPECT_EQ(QuoteJson("\xFF\xFF"), R"("\ufffd")");
 }
 
-TEST(Trace, LinesCarryTheFrameTheyBelongTo) {
-    CRecordingRenderSystem device;
-    device.SetLighting(1);
-    EXPECT_TRUE(device.UpdateAllRenderTarget(1));
-    EXPECT_TRUE(device.UpdateAllRenderTarget(2));
-    string seen;
-    for (auto const& line : ParseLines(device.TakeJsonJournal()))
-        seen += line["frame"].asString() + line["op"].asString() + ' ';
-    EXPECT_EQ(seen, "0SetLighting 1BeginFrame 1EndFrame 1PresentFrame 2BeginFrame 2EndFrame 2PresentFrame ");
-}
-
 TEST(Trace, BuffersAreToldByHashOrWhole) {
     CRecordingRenderSystem device;
     auto buffer =

@@ -8,23 +8,19 @@ namespace {
 int* g_calls = nullptr; // of the creators, by kind; the test's
 
 template <int kind>
-void CreateNamed(char const*, void** out) {
-    ++g_calls[kind];
-    *out = nullptr;
-}
-template <int kind>
 void Create(void** out) {
     ++g_calls[kind];
     *out = kind == 8 ? g_calls : nullptr;
 }
+template <int kind>
+void CreateNamed(char const*, void** out) {
+    Create<kind>(out);
+}
 
-template <class Fun>
-qk3d::PluginObjectInfo Info(char const* name, int type, Fun creator) {
-    qk3d::PluginObjectInfo info;
-    info.name = name;
-    info.type = type;
-    info.creator = reinterpret_cast<void*>(creator);
-    return info;
+template <int kind>
+qk3d::PluginObjectInfo Info(char const* name, int type = kind) {
+    bool const isNamed = kind != 3 && kind != 4 && kind != 8;
+    return {name, type, isNamed ? reinterpret_cast<void*>(&CreateNamed<kind>) : reinterpret_cast<void*>(&Create<kind>)};
 }
 } // namespace
 
@@ -38,10 +34,8 @@ EXPORT void GetPluginInfo() {}
 
 EXPORT int GetObjectInfos(qk3d::PluginObjectInfo const** infos) {
     static qk3d::PluginObjectInfo const list[] = {
-        Info("0", 0, CreateNamed<0>), Info(nullptr, 5, CreateNamed<0>), Info("", 5, CreateNamed<0>),
-        Info("9", 9, CreateNamed<0>), Info("1", 1, CreateNamed<1>),     Info("2", 2, CreateNamed<2>),
-        Info("3", 3, Create<3>),      Info("4", 4, Create<4>),          Info("5", 5, CreateNamed<5>),
-        Info("6", 6, CreateNamed<6>), Info("7", 7, CreateNamed<7>),     Info("8", 8, Create<8>),
+        Info<0>("0"), Info<0>(nullptr, 5), Info<0>("", 5), Info<0>("9", 9), Info<1>("1"), Info<2>("2"),
+        Info<3>("3"), Info<4>("4"),        Info<5>("5"),   Info<6>("6"),    Info<7>("7"), Info<8>("8"),
     };
     *infos = list;
     return static_cast<int>(std::size(list));

@@ -6,29 +6,37 @@
 #include <functional>
 #include <stdexcept>
 
-/// Writes every byte twice. It works in place too, from the end.
+/// Writes every byte twice, but for one fault. It works in place too, from the end.
 class DoublingProcessor : public qk3d::CFileDataProcessor {
 public:
-    explicit DoublingProcessor(bool fromData) : m_fromData(fromData) {}
+    enum Fault { Sound, ThrowsInSize, ThrowsInDecode, WroteTooMuch, Huge, Nothing };
+
+    explicit DoublingProcessor(bool fromData, Fault fault = Sound) : m_fromData(fromData), m_fault(fault) {}
 
     unsigned long long DecodeData(void const* in, unsigned long long inSize, void* out,
                                   unsigned long long outSize) override {
         ++m_decodes;
-        if (outSize < inSize * 2) return 0;
+        if (m_onDecode) m_onDecode();
+        if (m_fault == ThrowsInDecode) throw std::runtime_error("cannot decode");
+        if (outSize < inSize * 2) return m_fault == WroteTooMuch ? ~0ull : 0;
         auto const from = static_cast<unsigned char const*>(in);
         auto const to = static_cast<unsigned char*>(out);
         for (unsigned long long i = inSize; i-- > 0;) to[2 * i] = to[2 * i + 1] = from[i];
-        return inSize * 2;
+        return m_fault == WroteTooMuch ? ~0ull : inSize * 2;
     }
     bool IsDecodedSizeFromData() override { return m_fromData; }
     unsigned long long GetDecodedSize(void const* in, unsigned long long inSize) override {
-        return (in != nullptr) == m_fromData ? inSize * 2 : 0; // the bytes come if they were asked for
+        if (m_fault == ThrowsInSize) throw 1;
+        if (m_fault == Huge) return ~0ull - 1;
+        return m_fault != Nothing && (in != nullptr) == m_fromData ? inSize * 2 : 0; // the bytes come if asked for
     }
 
     int m_decodes = 0;
+    std::function<void()> m_onDecode;
 
 private:
     bool m_fromData;
+    Fault m_fault;
 };
 
 /// Every kind of read gives "aabbccdd" for a file of "abcd" while a doubling processor stands before it.
@@ -46,30 +54,3 @@ inline void ExpectDoubled(qk3d::CFileSystem const& store, qk3d::wstring const& p
     EXPECT_TRUE(store.ReadFileAsString(path, wide));
     EXPECT_EQ(wide, L"aabbccdd");
 }
-
-/// Passes bytes through, but for one fault.
-class BadProcessor : public qk3d::CFileDataProcessor {
-public:
-    enum Fault { ThrowsInSize, ThrowsInDecode, WroteTooMuch, Huge, Nothing, RemovesItself };
-
-    BadProcessor(Fault fault, bool fromData) : m_fault(fault), m_fromData(fromData) {}
-
-    unsigned long long DecodeData(void const* in, unsigned long long inSize, void* out,
-                                  unsigned long long outSize) override {
-        if (m_fault == ThrowsInDecode) throw std::runtime_error("cannot decode");
-        if (m_fault == RemovesItself) m_remove();
-        if (in != out) std::copy_n(static_cast<char const*>(in), std::min(inSize, outSize), static_cast<char*>(out));
-        return m_fault == WroteTooMuch ? ~0ull : inSize;
-    }
-    bool IsDecodedSizeFromData() override { return m_fromData; }
-    unsigned long long GetDecodedSize(void const*, unsigned long long inSize) override {
-        if (m_fault == ThrowsInSize) throw 1;
-        return m_fault == Huge ? ~0ull - 1 : m_fault == Nothing ? 0 : inSize;
-    }
-
-    std::function<void()> m_remove;
-
-private:
-    Fault m_fault;
-    bool m_fromData;
-};
