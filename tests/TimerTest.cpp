@@ -30,8 +30,9 @@ struct Clock : CTimer {
                         CTimerEvent::ETimeSkipMode mode = CATCHUP) {
         return SetTimerEvent(interval, Write, &*actions.try_emplace(name).first, start, end, mode);
     }
-    CTimerEvent* Count(std::string const& name, long long interval, unsigned int count, long long start) {
-        return SetTimerEvent(interval, Write, &*actions.try_emplace(name).first, count, start, CATCHUP);
+    CTimerEvent* Count(std::string const& name, long long interval, unsigned int count, long long start,
+                       CTimerEvent::ETimeSkipMode mode = CATCHUP) {
+        return SetTimerEvent(interval, Write, &*actions.try_emplace(name).first, count, start, mode);
     }
     std::string Go(long long time) { return GotoTime(time), Take(); }
     std::string Take() {
@@ -59,28 +60,6 @@ TEST(Timer, CallsAPlainEventAtEveryStepOfItsLife) {
     Clock clock;
     clock.Plain("e", 20, 10); // the wrong way round
     for (auto const& [time, calls] : rows) EXPECT_EQ(clock.Go(time), calls) << "going to " << time;
-}
-
-TEST(Timer, CallsIntervalEventsByTheirMode) {
-    struct {
-        char const* what;
-        CTimerEvent::ETimeSkipMode mode;
-        unsigned int count; // 0: an end at 1000
-        std::vector<long long> times;
-        std::string calls;
-    } const rows[] = {
-        {"any other mode is that of every interval", CTimerEvent::ETimeSkipMode(7), 0, {35}, "e@15 e@25 e@35"},
-        {"nothing again after going back", CATCHUP, 0, {35, 12, 38, 46}, "e@15 e@25 e@35 e@45"},
-        {"once a step, without a look at the interval", SKIP, 0, {6, 35, 39}, "e@6 e@35 e@39"},
-        {"no call beyond the count", CATCHUP, 3, {6, 100}, "e@15 e@25 e@35"},
-        {"no call beyond the count, step by step", CATCHUP, 3, {10, 20, 30, 40}, "e@15 e@25 e@35"},
-    };
-    for (auto const& row : rows) {
-        Clock clock;
-        row.count ? clock.Count("e", 10, row.count, 5) : clock.Repeat("e", 10, 5, 1000, row.mode);
-        for (long long const time : row.times) clock.GotoTime(time);
-        EXPECT_EQ(clock.Take(), row.calls) << row.what;
-    }
 }
 
 TEST(Timer, OrdersTheCallsOfAStep) {
@@ -305,9 +284,13 @@ TEST(Timer, CallsTheSameAsASlowOneInRandomRuns) {
         std::vector<CTimerEvent*> made;
         int const events = static_cast<int>(1 + below(run % 3 == 0 ? 700 : 60)); // some blocks, or part of one
         for (int id = 0; id < events; ++id) {
-            long long const start = 1 + below(300), end = start + below(200), interval = below(30);
-            auto const mode = below(4) == 0 ? SKIP : CATCHUP;
-            made.push_back(clock.Repeat(std::to_string(id), interval, start, end, mode));
+            long long const start = 1 + below(300), interval = below(30);
+            unsigned int const count = interval == 0 ? 0 : static_cast<unsigned int>(below(6)); // 0: an end
+            long long const end = start + (count ? count * interval : below(200));
+            auto const mode = CTimerEvent::ETimeSkipMode(below(4)); // all but TSM_SKIP mean the same
+            auto const name = std::to_string(id);
+            made.push_back(count ? clock.Count(name, interval, count, start, mode)
+                                 : clock.Repeat(name, interval, start, end, mode));
             slow.events.push_back({id, start, end, interval, start, mode, --slow.orders});
         }
         for (int step = 0; step < 60; ++step) {
