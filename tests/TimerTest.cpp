@@ -151,10 +151,11 @@ TEST(Timer, NoticesAnEventThatIsMovedByHand) {
 
     Clock other;
     CTimerEvent* const later = other.Repeat("later", 99, 1, 900);
-    other.Repeat("killer", 10, 1, 800, CATCHUP, [later](CTimerEvent*, long long time) { later->Kill(time - 1); });
+    other.actions["killer"] = [later](CTimerEvent*, long long time) { later->Kill(time - 1); };
+    other.Repeat("killer", 10, 1, 800);
     other.GotoTime(2);
     other.GotoTime(11);
-    EXPECT_EQ(later->GetState(), CTimerEvent::TES_DEAD) << "in the same step, though it had nothing to do in it before";
+    EXPECT_EQ(later->GetState(), TES_DEAD) << "in the same step, though it had nothing to do in it before";
 }
 
 TEST(Timer, StaysWholeAtTheEndsOfTime) {
