@@ -142,9 +142,8 @@ TEST_F(GLProgram, FeedsEngineUniformsAndTexturesByName) {
         void main() {
             bool good = qk3dWorldView == qk3dView * qk3dWorld && qk3dViewProjection == qk3dProjection * qk3dView
                 && qk3dWorld[3] == vec4(0.25, 0, 0, 1) && qk3dCameraPosition == vec3(0, 0, -0.5)
-                && qk3dViewport == vec4(0, 0, 64, 64) && qk3dTextureFactor == vec4(1, 0, 0, 0)
-                && qk3dAmbient == vec4(0, 0, 1, 0);
-            result = good ? texelFetch(qk3dTexture3, ivec2(0), 0) : vec4(1, 0, 1, 1);
+                && qk3dViewport == vec4(0, 0, 64, 64) && qk3dAmbient == vec4(0, 0, 1, 0);
+            result = good ? texelFetch(qk3dTexture3, ivec2(0), 0) + qk3dTextureFactor : vec4(0);
         })");
     auto const texture = MakeTexture(Picture(1, 1, kGreen));
     Matrix44 world = Matrix44::IDENTITY, view = Matrix44::IDENTITY;
@@ -152,13 +151,13 @@ TEST_F(GLProgram, FeedsEngineUniformsAndTexturesByName) {
     view.m[14] = 0.5f;
     System().SetWorldMatrix(world);
     System().SetViewMatrix(view);
-    System().SetTextureFactor(0x00FF0000);
     System().SetAmbient(0x000000FF);
     System().SetTexture(3, true, texture.get());
     Use(vertex, pixel);
-    EXPECT_EQ(DrawFull(kRed).At(32, 32), kGreen);
-    System().SetTextureFactor(0);
-    EXPECT_EQ(DrawFull(kRed).At(32, 32), 0xFFFF00FF) << "a change is seen";
+    for (std::uint32_t const factor : {0x000000FF, 0x00FF0000}) { // a change is seen
+        System().SetTextureFactor(factor);
+        EXPECT_EQ(DrawFull(kRed).At(32, 32), kGreen | factor);
+    }
 }
 
 TEST_F(GLProgram, SaysWhereItDoesNotCompileAndOnlyOnce) {
@@ -213,23 +212,19 @@ TEST_F(GLProgram, DrawsIntoSeveralTargetsAtOnce) {
         layout(location = 1) out vec4 second;
         void main() { first = vec4(1, 0, 0, 1); second = vec4(0, 1, 0, 1); })");
     auto one = MakeTargetTexture("one", 32, 32, PF_A8R8G8B8), two = MakeTargetTexture("two", 32, 32, PF_A8R8G8B8);
-    CRenderTarget *const first = one->GetRenderTexture(), *const second = two->GetRenderTexture();
-    ASSERT_TRUE(System().SetActiveRenderTarget(0, first));
-    ASSERT_TRUE(System().SetActiveRenderTarget(1, second));
-    EXPECT_FALSE(System().SetActiveRenderTarget(9, second));
-    System().SetActiveViewport(nullptr);
-    ASSERT_TRUE(System().SetPixelShader(pixel));
+    Activate(*one->GetRenderTexture());
+    ASSERT_TRUE(System().SetActiveRenderTarget(1, two->GetRenderTexture()));
+    EXPECT_FALSE(System().SetActiveRenderTarget(9, two->GetRenderTexture()));
+    Use({}, pixel);
     System().SetColorWriteEnable1(2 | 8);
     Clear(kBlue);
     DrawQuad(SpaceQuad(-1, 1, 0, -1, kRed));
-    Picture expected(32, 32, kBlue);
-    expected.Fill(0, 0, 16, 32, kRed);
-    EXPECT_TRUE(Matches(ReadTarget(*first), expected));
-    expected.Fill(0, 0, 16, 32, 0xFF00FFFF); // blue is not in the second mask, so it stays
-    EXPECT_TRUE(Matches(ReadTarget(*second), expected));
     System().SetActiveRenderTarget(1, nullptr);
-    Clear(kBlack);
-    EXPECT_TRUE(Matches(ReadTarget(*second), expected));
+    DrawQuad(SpaceQuad(0, 1, 1, -1, kRed)); // into the first alone
+    EXPECT_TRUE(Matches(ReadTexture(*one), Picture(32, 32, kRed)));
+    Picture expected(32, 32, kBlue);
+    expected.Fill(0, 0, 16, 32, 0xFF00FFFF); // blue is not in the second mask, so it stays
+    EXPECT_TRUE(Matches(ReadTexture(*two), expected));
 }
 
 TEST_F(GLProgram, PreparesAMaterialSoThatNoFrameHasTo) {

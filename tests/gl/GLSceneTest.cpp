@@ -99,14 +99,21 @@ protected:
         CEntity* const entity = scene.CreateEntity("CEntity", name);
         _ResourceSharePtr<CMesh> mesh = CQK3DMain::GetResourceSystem().GetResource("CMesh", "box");
         entity->SetMesh(mesh);
-        entity->SetSubEntityMaterialName("box material");
         CSceneNode* const node = scene.CreateSceneNode(name);
         scene.GetRootSceneNode()->AddChild(node);
         node->RotateY(angle);
-        node->RotateX(angle * 0.5f);
         node->Translation(place);
         node->AttachMovableObject(entity);
         return entity;
+    }
+
+    static void AddCamera(CSceneManager& scene, CRenderTarget& target, Vector3 const& eye,
+                          std::vector<CEntity*> const& seen) {
+        CCamera* const camera = scene.CreateCamera("of " + target.GetName());
+        camera->SetViewParams(eye, Vector3(0, 0.3f, 1), Vector3(0, 1, 0));
+        camera->SetProjParams(0.9f, 4.0f / 3, 0.5f, 50);
+        CViewport* const viewport = target.AddViewport(camera, 0, 0.0f, 0.0f, 1.0f, 1.0f);
+        for (CEntity* const entity : seen) viewport->AddMovableObject(entity);
     }
 
     std::vector<ResourceSharePtr> m_held;
@@ -123,28 +130,20 @@ TEST_F(GLScene, DrawsAFrameAsItDidBefore) {
 
     CSceneManager* const scene = CQK3DMain::GetQK3DMain().CreateSceneManager("CSceneManager", "scene");
     ASSERT_TRUE(scene);
-    CEntity* const boxes[] = {AddBox(*scene, "near", {-1.2f, -0.4f, 0.5f}, 0.6f),
-                              AddBox(*scene, "far", {1.4f, 0.2f, 2}, -0.5f)};
-    CCamera* const camera = scene->CreateCamera("camera");
-    camera->SetViewParams(Vector3(0, 1.5f, -4), Vector3(0, 0.3f, 1), Vector3(0, 1, 0));
-    camera->SetProjParams(0.9f, 4.0f / 3, 0.5f, 50);
+    std::vector<CEntity*> const boxes = {AddBox(*scene, "near", {-1.2f, -0.4f, 0.5f}, 0.6f),
+                                         AddBox(*scene, "far", {1.4f, 0.2f, 2}, -0.5f)};
+    AddCamera(*scene, *window, {0, 1.5f, -4}, boxes);
     ASSERT_TRUE(Call("SetLight", R"({"Index": 0, "Enable": true, "Type": "DIRECTIONAL", "Direction": [0.5, -1, 0.7],
                                      "Diffuse": [0.9, 0.85, 0.8], "Specular": [0.6, 0.6, 0.6]})"));
     ASSERT_TRUE(Call("SetMaterial", R"({"Specular": [1, 1, 1], "Power": 12})"));
 
-    // The same scene from above, in a texture that an overlay shows in the corner.
+    // The same scene from the right, in a texture that an overlay shows in the corner.
     auto mirror = MakeTargetTexture("mirror", 48, 36, PF_X8R8G8B8);
     m_held.push_back(mirror);
     CRenderTexture* const target = mirror->GetRenderTexture();
     ASSERT_TRUE(target);
     target->SetBackgroundColor(color(0xFF604020));
-    CCamera* const above = scene->CreateCamera("above");
-    above->SetViewParams(Vector3(0, 9, 2), Vector3(0, 0, 2), Vector3(0, 0, 1));
-    above->SetProjParams(0.9f, 4.0f / 3, 0.5f, 50);
-    CViewport* const viewports[] = {window->AddViewport(camera, 0, 0.0f, 0.0f, 1.0f, 1.0f),
-                                    target->AddViewport(above, 0, 0.0f, 0.0f, 1.0f, 1.0f)};
-    for (CViewport* const viewport : viewports)
-        for (CEntity* const box : boxes) viewport->AddMovableObject(box);
+    AddCamera(*scene, *target, {5, 3, -2}, boxes);
     COverlayItem* const panel = CQK3DMain::GetOverlayManager().CreateOverlayItem("panel", 108, 4, 48, 36, 0);
     panel->SetTexture(mirror);
     panel->SetColor(color(0xE0FFFFFF));
