@@ -4,6 +4,7 @@
 #include "QK3DCamera.h"
 #include "QK3DMain.h"
 #include "QK3DMatrix.h"
+#include "QK3DRenderState.h"
 #include "QK3DViewport.h"
 
 #include <algorithm>
@@ -33,13 +34,19 @@ protected:
 
     void DrawAll(std::uint32_t colour, float z = 0) { DrawQuad(ScreenQuad(0, 0, kSize, kSize, colour, z)); }
 
+    using S = CRenderState;
+    void Set(std::initializer_list<std::pair<S::EState, unsigned long>> states) {
+        for (auto const& [state, value] : states) (System().*S::GetDeviceSetter(state))(value);
+    }
+
     CCamera m_camera{"camera"};
 };
 } // namespace
 
 TEST_F(GLDevice, CoversExactlyThePixelsOfLinesAndOfWhatIsInSpace) {
     Draw(ST_LINELIST, std::vector<ScreenVertex>{{4, 7, 0, 1, kRed, 0, 0}, {20, 7, 0, 1, kRed, 0, 0}});
-    // Whole numbers are pixel centres, and the far sides stay out. In space the same rule holds: -1 is the left side of pixel 0's centre line, y points up, depth from 0 to 1.
+    // Whole numbers are pixel centres, and the far sides stay out. In space the same rule holds: -1 is the left side of
+    // pixel 0's centre line, y points up, depth from 0 to 1.
     DrawQuad(SpaceQuad(0, 0, 0.5f, -1, kBlue, 1.0f));
     DrawQuad(SpaceQuad(0, 1, 1, 0, kRed, 1.01f)); // beyond the far plane
     Picture expected(kSize, kSize, kBlack);
@@ -128,9 +135,8 @@ TEST_F(GLDevice, TestsWritesAndBiasesDepth) {
     System().SetZFunc(2);
     std::uint32_t colour = kBlack;
     for (auto const& row : rows) {
-        System().SetZEnable(row.test);
-        System().SetZWriteEnable(row.write);
-        System().SetDepthBias(FloatBits(row.bias)); // in units of depth
+        // A bias is in units of depth.
+        Set({{S::ZENABLE, row.test}, {S::ZWRITEENABLE, row.write}, {S::DEPTHBIAS, FloatBits(row.bias)}});
         DrawAll(++colour, row.z);
         EXPECT_EQ(ReadAt(9, 9) == colour, row.seen) << row.what;
     }
@@ -146,26 +152,16 @@ TEST_F(GLDevice, BlendsByFactorsAndOperations) {
         {13, 1, 1, 0x788A6E5E}, {14, 15, 1, 0x90426854}, {8, 2, 3, 0x7C002078},  {2, 2, 4, 0x60305040},
         {1, 1, 5, 0xA0C08090}, // the largest asks no factor
     };
-    System().SetBlendFactor(0x40207FC0);
+    Set({{S::ALPHABLENDENABLE, 1}, {S::BLENDFACTOR, 0x40207FC0}});
     for (auto const& row : rows) {
-        System().SetAlphaBlendEnable(0);
-        DrawAll(0xA0305090);
-        System().SetAlphaBlendEnable(1);
-        System().SetSrcBlend(row.source);
-        System().SetDestBlend(row.dest);
-        System().SetBlendOP(row.operation);
+        Clear(0xA0305090);
+        Set({{S::SRCBLEND, row.source}, {S::DESTBLEND, row.dest}, {S::BLENDOP, row.operation}});
         DrawAll(0x60C08040);
         // Devices round products differently by one step.
         EXPECT_TRUE(Matches(Read(), Picture(kSize, kSize, row.seen), {1, 0})) << row.source << " " << row.dest;
     }
-    System().SetSrcBlend(5);
-    System().SetDestBlend(6);
-    System().SetBlendOP(1);
-    System().SetSeparateAlphaBlendEnable(1);
-    System().SetSrcBlendAlpha(2);
-    System().SetDestBlendAlpha(2);
-    System().SetBlendOPAlpha(3);
-    System().SetColorWriteEnable(2 | 4 | 8);
+    Set({{S::SRCBLEND, 5}, {S::DESTBLEND, 6}, {S::BLENDOP, 1}, {S::COLORWRITEENABLE, 2 | 4 | 8}});
+    Set({{S::SEPARATEALPHABLENDENABLE, 1}, {S::SRCBLENDALPHA, 2}, {S::DESTBLENDALPHA, 2}, {S::BLENDOPALPHA, 3}});
     Clear(0xA0305090);
     DrawAll(0x60C08040);
     EXPECT_TRUE(Matches(Read(), Picture(kSize, kSize, 0x40306272), {1, 0})) << "alpha by its own rules, red masked";
@@ -183,30 +179,20 @@ TEST_F(GLDevice, CountsInTheStencilOnEitherSideOfAFace) {
         for (auto const& row : rows) {
             Screen().SetInitStencil(row.start);
             Clear();
-            System().SetTwoSidedStencilMode(twoSided);
-            System().SetStencilFunc(8);
-            System().SetCCWStencilFunc(8);
-            System().SetStencilPass(twoSided ? 1 : row.operation);
-            System().SetCCWStencilPass(row.operation);
-            System().SetStencilRef(9);
+            Set({{S::STENCILFUNC, 8}, {S::CCWSTENCILFUNC, 8}, {S::STENCILREF, 9}, {S::TWOSIDEDSTENCILMODE, twoSided}});
+            Set({{S::STENCILPASS, twoSided ? 1 : row.operation}, {S::CCWSTENCILPASS, row.operation}});
             Draw(ST_TRIANGLELIST, Half(!twoSided, kRed)); // the side whose operation is under test
-            System().SetTwoSidedStencilMode(0);
-            System().SetStencilPass(1);
-            System().SetStencilFunc(3);
-            System().SetStencilRef(row.result);
+            Set({{S::STENCILFUNC, 3}, {S::STENCILREF, row.result}, {S::STENCILPASS, 1}, {S::TWOSIDEDSTENCILMODE, 0}});
             Draw(ST_TRIANGLELIST, Half(true, kGreen));
             EXPECT_EQ(ReadAt(5, 5), kGreen) << row.operation << " on " << row.start << (twoSided ? " two-sided" : "");
         }
 
     Screen().SetInitStencil(0xF0);
     Clear();
-    System().SetStencilMask(0x0F);      // only these bits are compared
-    System().SetStencilWriteMask(0x03); // and only these written
-    System().SetStencilPass(6);
-    System().SetStencilRef(0xA0);
+    // Only the bits of the first mask are compared, and only those of the other written.
+    Set({{S::STENCILMASK, 0x0F}, {S::STENCILWRITEMASK, 0x03}, {S::STENCILPASS, 6}, {S::STENCILREF, 0xA0}});
     DrawAll(kRed);
-    System().SetStencilMask(0xFF);
-    System().SetStencilRef(0xF3);
+    Set({{S::STENCILMASK, 0xFF}, {S::STENCILREF, 0xF3}});
     DrawAll(kBlue);
     EXPECT_EQ(ReadAt(5, 5), kBlue);
 }
@@ -224,8 +210,7 @@ TEST_F(GLDevice, CutsToScissorViewportAndPlanes) {
     ASSERT_TRUE(System().SetActiveViewport(Screen().AddViewport(&m_camera, 0, 32u, 8u, 16u, 40u)));
     System().SetColorWriteEnable(0); // which counts for a clear no more than the scissor
     Clear(0x80402010);
-    System().SetColorWriteEnable(15);
-    System().SetScissorTestEnable(0);
+    Set({{S::COLORWRITEENABLE, 15}, {S::SCISSORTESTENABLE, 0}});
     DrawQuad(SpaceQuad(-1, 1, 0, -1, kGreen));   // the left half of the viewport
     DrawQuad(ScreenQuad(0, 44, 64, 64, kWhite)); // pixels are those of the target, cut to the viewport
     Draw(ST_POINTLIST, std::vector<ScreenVertex>{{48, 20, 0, 1, kWhite, 0, 0}}); // the first pixel outside
@@ -259,8 +244,7 @@ TEST_F(GLDevice, FillsShadesAndEncodesAsTold) {
     Draw(ST_TRIANGLELIST, corners);
     EXPECT_EQ(ReadAt(0, 0), kRed);
     EXPECT_EQ(ReadAt(10, 10), kBlack) << "only the border as lines";
-    System().SetFillMode(3);
-    System().SetShadeMode(1);
+    Set({{S::FILLMODE, 3}, {S::SHADEMODE, 1}});
     Draw(ST_TRIANGLELIST, corners);
     EXPECT_EQ(ReadAt(40, 10), kRed) << "flat by the first vertex";
     System().SetSRGBWriteEnable(1);
@@ -297,9 +281,7 @@ TEST_F(GLDevice, IsLostAndComesBackAsOftenAsItTakes) {
     ASSERT_TRUE(copy->GetPixelBuffer()->BlitEx(image->GetPixelBuffer(), nullptr, 0, nullptr));
     Shape shape(System(), ST_TRIANGLESTRIP, ScreenQuad(0, 0, 64, 64, 0x80FFFFFF));
     // Set once and never again: what comes back has to be what the device has on record.
-    System().SetAlphaBlendEnable(1);
-    System().SetSrcBlend(5);
-    System().SetDestBlend(6);
+    Set({{S::ALPHABLENDENABLE, 1}, {S::SRCBLEND, 5}, {S::DESTBLEND, 6}});
     System().SetTexture(0, true, copy.get());
     auto const draw = [&] {
         Clear(kBlue);
