@@ -76,7 +76,7 @@ protected:
     }
     void TearDown() override {
         vertex = pixel = {};
-        System().SetPass(nullptr);
+        if (m_system) System().SetPass(nullptr);
         GLTest::TearDown();
     }
 

@@ -24,6 +24,10 @@ using qk3d::gltest::Tolerance;
 /// What a target shows, by CopyToTexture and a lock; empty if either is refused.
 Picture ReadTarget(qk3d::CRenderTarget& target);
 
+/// All bytes of a loaded texture, as many as there are.
+std::vector<std::uint8_t> ReadBytes(qk3d::CTexture& texture);
+void WriteBytes(qk3d::CTexture& texture, void const* bytes);
+
 /// The pixels of a loaded texture of format PF_A8R8G8B8.
 Picture ReadTexture(qk3d::CTexture& texture);
 

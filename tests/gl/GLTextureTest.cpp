@@ -42,20 +42,6 @@ protected:
         System().SetTexture(0, false, nullptr);
     }
 
-    static std::vector<std::uint8_t> Bytes(CTexture& texture) {
-        CHardwarePixelBuffer* const buffer = texture.GetPixelBuffer();
-        auto const* const first = static_cast<std::uint8_t const*>(buffer->Lock(0, 0, CHardwareBuffer::LM_READONLY));
-        std::vector<std::uint8_t> bytes(first, first + buffer->GetRequestMemSizeInBytes());
-        buffer->Unlock();
-        return bytes;
-    }
-
-    static void SetBytes(CTexture& texture, std::vector<std::uint8_t> const& bytes) {
-        CHardwarePixelBuffer* const buffer = texture.GetPixelBuffer();
-        std::memcpy(buffer->Lock(0, 0, CHardwareBuffer::LM_DISCARD), bytes.data(), bytes.size());
-        buffer->Unlock();
-    }
-
     struct Wish {
         EPixelFormat format = PF_A8R8G8B8;
         unsigned width = 0, height = 0;
@@ -110,16 +96,16 @@ TEST_F(GLTexture, KeepsEveryFormatThroughTheDevice) {
         auto const texture = MakeTexture(kWidth, kHeight, format), copy = MakeTexture(kWidth, kHeight, format);
         EXPECT_EQ(texture == nullptr, format >= PF_PVRTC_RGB2 && format <= PF_PVRTC_RGBA4) << info.name;
         if (!texture) continue;
-        auto bytes = Bytes(*texture);
+        auto bytes = ReadBytes(*texture);
         for (auto& byte : bytes) byte = static_cast<std::uint8_t>(random());
         if (info.flags & PFF_FLOAT || format == PF_DEPTH) { // finite numbers from 0 to 1
             std::size_t const size = info.componentType == PCT_FLOAT16 ? 2 : 4;
             for (std::size_t i = size - 1; i < bytes.size(); i += size) bytes[i] = 0x30;
         }
-        SetBytes(*texture, bytes);
+        WriteBytes(*texture, bytes.data());
         // A copy on the device has only what the device kept.
         ASSERT_TRUE(copy->GetPixelBuffer()->BlitEx(texture->GetPixelBuffer(), nullptr, 0, nullptr)) << info.name;
-        auto back = Bytes(*copy);
+        auto back = ReadBytes(*copy);
         ASSERT_EQ(back.size(), bytes.size()) << info.name;
         if (format == PF_X8R8G8B8 || format == PF_X8B8G8R8)
             for (std::size_t i = 3; i < bytes.size(); i += 4) back[i] = bytes[i];
@@ -149,7 +135,7 @@ TEST_F(GLTexture, ShowsTheChannelsInTheirPlaces) {
     for (auto const& row : rows) {
         unsigned const side = row.format >= PF_DXT1 && row.format <= PF_DXT5 ? 4 : 1;
         auto const texture = MakeTexture(side, side, row.format);
-        SetBytes(*texture, row.texel);
+        WriteBytes(*texture, row.texel.data());
         DrawTexture(*texture, kSize, kSize);
         // One step for the rounding of channels that have other bits than the screen.
         EXPECT_TRUE(Matches(Read(), Picture(kSize, kSize, row.seen), {1, 0})) << GetPixelFormatInfo(row.format)->name;
@@ -292,7 +278,7 @@ TEST_F(GLTexture, FitsFilesToWhatIsAskedFor) {
         {"scaled down", {.width = 2, .height = 2, .filter = FILTER_BOX}, Quarters(1)},
     };
     for (auto const& row : rows) EXPECT_TRUE(Matches(ReadTexture(*FromFile(png, row.wish)), row.picture)) << row.what;
-    EXPECT_EQ(Bytes(*FromFile(png, {.format = PF_R5G6B5, .width = 2, .height = 2, .filter = FILTER_BOX})),
+    EXPECT_EQ(ReadBytes(*FromFile(png, {.format = PF_R5G6B5, .width = 2, .height = 2, .filter = FILTER_BOX})),
               (std::vector<std::uint8_t>{0x00, 0xF8, 0xE0, 0x07, 0x1F, 0x00, 0xFF, 0xFF}));
 
     EXPECT_FALSE(FromFile({png.begin(), png.begin() + 60}, {})) << "cut off";
