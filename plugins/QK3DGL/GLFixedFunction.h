@@ -148,12 +148,18 @@ void Fill(FrameBlock& block, FixedState const& state);
 void Fill(ObjectBlock& block, FixedState const& state);
 void Fill(MaterialBlock& block, FixedState const& state);
 
+/// Between pixel centres on whole numbers, as the engine has them, and on halves, as OpenGL has. It is one step of the
+/// rasteriser short of a half: an edge through pixel centres, which the engine's own quads have on all four sides, then
+/// takes in the pixels right of it and below on every device, while the rule for a tie is each driver's own.
+inline constexpr float kPixelCentre = 127.0f / 256.0f;
+
 /// Makes and keeps the separable programs that stand in for the fixed-function pipeline. The current context is used
 /// by every call; all programs are of that context and go with `Clear`.
 ///
 /// Conventions that hold for the generated code:
 /// - clip space is that of the engine (depth 0 to 1, y up), the device has set GL_UPPER_LEFT and GL_ZERO_TO_ONE;
-/// - the half pixel between the two ideas of a pixel's centre is in the device's viewport, so shaders add nothing;
+/// - vertices in space are moved by `kPixelCentre` here, so that they are cut off at the edges of the viewport; for points,
+///   which are cut off by their centres, and for vertices in pixels the device's viewport is moved instead;
 /// - the vertex program writes `gl_ClipDistance[i]` for the bits of CLIPPLANEENABLE, and `gl_PointSize` for points;
 /// - stage n samples from texture unit n; the fragment program writes vec4 output 0;
 /// - coordinates of point sprites grow with the rows (GL_POINT_SPRITE_COORD_ORIGIN is GL_LOWER_LEFT here);

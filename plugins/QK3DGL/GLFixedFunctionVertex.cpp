@@ -81,6 +81,8 @@ void WritePosition(VertexKey const& key, std::string& out) {
     }
     out += "    gl_Position = object.worldViewProjection * vec4(aPosition.xyz, 1.0);\n"
            "    vec3 position = (object.worldView * vec4(aPosition.xyz, 1.0)).xyz;\n";
+    static_assert(kPixelCentre == 127.0f / 256.0f); // in the text, where no locale touches it
+    if (!key.points) out += "    gl_Position.xy += vec2(127.0, -127.0) / 256.0 * frame.viewport.zw * gl_Position.w;\n";
     for (unsigned i = 0; key.clipPlanes >> i; ++i) {
         std::string const at = "gl_ClipDistance[" + to_string(i) + "]";
         bool const on = (key.clipPlanes >> i & 1) != 0;

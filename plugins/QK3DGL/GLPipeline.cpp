@@ -424,6 +424,14 @@ void GLPipeline::Draw(CRenderOperation const& operation, GLVertexLayout& layout)
         m_fixed.points = points;
         m_dirty |= kUseShaders;
     }
+    // Where pixel centres meet those of OpenGL: in our own shaders, where they draw surfaces in space. A viewport that is moved instead, as
+    // other programs need it, cuts them off half a pixel inside, and several samples show that as a line along two edges.
+    bool const isShifted = m_programs[static_cast<std::size_t>(Stage::Vertex)] ||
+                           m_programs[static_cast<std::size_t>(Stage::Geometry)] || layout.GetFeatures().preTransformed;
+    if (m_isViewportShifted != isShifted) {
+        m_isViewportShifted = isShifted;
+        m_dirty |= kUseViewport;
+    }
     if (m_dirty & kUseViewport) ApplyViewport();
     ApplyShaders(layout.GetFeatures());
     ApplyBlocks(layout.GetFeatures());

@@ -146,6 +146,7 @@ private:
     std::array<GLTarget*, kMaxTargets> m_targets = {}; // not owned
     bool m_hasViewport = false;
     PixelRange m_viewport;
+    bool m_isViewportShifted = false;
     PixelRange m_scissor = kEverything;
     std::array<GLProgram*, 3> m_programs = {}; // by Stage; not owned
     std::array<GLuint, 3> m_usedPrograms = {}; // in the pipeline object

@@ -64,12 +64,6 @@ GLenum BlendOperationOf(std::uint32_t value) {
     return value >= 1 && value <= 5 ? kOperations[value - 1] : static_cast<GLenum>(GL_FUNC_ADD);
 }
 
-// Here is where pixel centres, on whole numbers for the engine, meet those of OpenGL, on halves; as part of the viewport
-// it holds for every vertex, from whatever program it comes. It is one step of the rasteriser short of a half: an edge
-// through pixel centres, which the engine's own quads have on all four sides, then takes in the pixels right of it and
-// below on every device, while the rule for a tie is each driver's own.
-constexpr float kPixelCentre = 127.0f / 256.0f;
-
 int Clamped(long long value) { return static_cast<int>(std::clamp(value, 0ll, 0x7FFFFFFFll)); }
 } // namespace
 
@@ -125,7 +119,8 @@ void GLPipeline::ApplyViewport() {
     PixelRange const range = GetViewportRange();
     Float4 const viewport = {static_cast<float>(range.left), static_cast<float>(range.top),
                              static_cast<float>(range.width), static_cast<float>(range.height)};
-    glViewportIndexedf(0, viewport[0] + kPixelCentre, viewport[1] + kPixelCentre, viewport[2], viewport[3]);
+    float const shift = m_isViewportShifted ? kPixelCentre : 0;
+    glViewportIndexedf(0, viewport[0] + shift, viewport[1] + shift, viewport[2], viewport[3]);
     m_fixed.viewport = viewport;
     m_engineValuesOld = true;
     m_dirty |= kUseFrame | kUseScissor;
