@@ -338,4 +338,8 @@ TEST_F(GLDevice, SmoothsEdgesWithSeveralSamplesAndNothingElse) {
                                        [](std::uint32_t argb) { return argb != kWhite && argb != kBlack; });
     EXPECT_GT(between, 20);
     EXPECT_LT(between, 200);
+
+    DrawQuad(SpaceQuad(-2, 2, 2, -2, kRed));
+    Picture const filled = Read();
+    EXPECT_EQ(std::count(filled.pixels.begin(), filled.pixels.end(), kRed), kSize * kSize) << "no line along an edge";
 }
