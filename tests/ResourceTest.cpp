@@ -1,5 +1,6 @@
-// ResourceTest.cpp: the states of a resource, its handles, and the manager that owns the table.
+// ResourceTest.cpp: the states of a resource, its handles, the manager that owns the table, and the system of managers.
 #include "QK3DMemFileSystem.h"
+#include "QK3DResourceSystem.h"
 #include "TestFiles.h"
 #include "TestLog.h"
 #include "TestResource.h"
@@ -9,23 +10,19 @@
 
 namespace qk3d {
 namespace {
-CTestResource& Of(ResourceSharePtr& handle) { return *static_cast<CTestResource*>(static_cast<CResource*>(handle)); }
+struct CTestLoader : CResourceLoader {
+    CTestLoader(string const& typeOf, bool doesAnswer, HookBook& bookOf)
+        : type(typeOf), answers(doesAnswer), book(bookOf) {}
+    bool IsSupportResourceType(string const& typeName) override { return typeName == type; }
+    bool PrepareResource(CResource*) override { return book.Run("loader", "prepare") && answers; }
+    bool LoadResource(CResource*) override { return book.Run("loader", "load") && answers; }
 
-class CTestLoader : public CResourceLoader {
-public:
-    CTestLoader(string type, bool answers, HookBook& book) : m_type(type), m_answers(answers), m_book(book) {}
-    bool IsSupportResourceType(string const& typeName) override { return typeName == m_type; }
-    bool PrepareResource(CResource*) override { return m_book.Run("loader", "prepare") && m_answers; }
-    bool LoadResource(CResource*) override { return m_book.Run("loader", "load") && m_answers; }
-
-private:
-    string m_type;
-    bool m_answers;
-    HookBook& m_book;
+    string const type;
+    bool const answers;
+    HookBook& book;
 };
 
-class Resource : public testing::Test {
-protected:
+struct Resource : testing::Test {
     CTestLog log; // first: managers log as they go
     HookBook book;
     CTestManager manager{book};
@@ -48,40 +45,26 @@ string RunSteps(CResource& resource, string const& steps) {
 
 TEST_F(Resource, EachStepRunsTheHooksThatAreMissingAndKeepsTheStateOfAFailure) {
     struct {
-        char const* what;
-        bool isManual;
-        char const* failing;
-        char const* throwing;
-        char const* steps;
-        char const* results;
-        char const* hooks;
+        string failing, throwing, steps, results, hooks;
         ELoadingState state;
     } const rows[] = {
-        {"loaded once", false, "", "", "ll", "11", "r.prepare r.load ", LOADSTATE_LOADED},
-        {"a manual resource is loaded by being prepared", true, "", "", "l", "1", "r.prepare ", LOADSTATE_LOADED},
-        {"nothing to unload", false, "", "", "u", "1", "", LOADSTATE_UNPREPARED},
-        {"unloading keeps it prepared", false, "", "", "lul", "111", "r.prepare r.load r.unload r.load ",
-         LOADSTATE_LOADED},
-        {"unpreparing unloads first", false, "", "", "lU", "11", "r.prepare r.load r.unload r.unprepare ",
-         LOADSTATE_UNPREPARED},
-        {"cannot be loaded, and is tried again", false, "load", "", "ll", "00", "r.prepare r.load r.load ",
-         LOADSTATE_PREPARED},
-        {"cannot be unloaded: loaded, whatever it was", false, "unload", "", "pu", "10", "r.prepare r.unload ",
-         LOADSTATE_LOADED},
-        {"not unprepared, since it cannot be unloaded", false, "unload", "", "lU", "10", "r.prepare r.load r.unload ",
-         LOADSTATE_LOADED},
-        {"throws while it is loaded", false, "", "load", "ll", "xx", "r.prepare r.load r.load ", LOADSTATE_PREPARED},
-        {"throws while it is unloaded", false, "", "unload", "lu", "1x", "r.prepare r.load r.unload ",
-         LOADSTATE_LOADED},
+        {"", "", "llul", "1111", "r.prepare r.load r.unload r.load ", LOADSTATE_LOADED},
+        {"", "", "ulU", "111", "r.prepare r.load r.unload r.unprepare ", LOADSTATE_UNPREPARED},
+        {"load", "", "ll", "00", "r.prepare r.load r.load ", LOADSTATE_PREPARED},
+        {"unload", "", "pu", "10", "r.prepare r.unload ", LOADSTATE_LOADED}, // loaded, whatever it was
+        {"unload", "", "lU", "10", "r.prepare r.load r.unload ", LOADSTATE_LOADED},
+        {"", "load", "ll", "xx", "r.prepare r.load r.load ", LOADSTATE_PREPARED},
+        {"", "unload", "lu", "1x", "r.prepare r.load r.unload ", LOADSTATE_LOADED},
     };
     for (auto const& row : rows) {
-        ResourceSharePtr resource = manager.Make("r", row.isManual);
+        SCOPED_TRACE(row.steps + " failing " + row.failing + ", throwing " + row.throwing);
+        ResourceSharePtr resource = manager.Make("r");
         book.failing = {row.failing};
         book.throwing = {row.throwing};
         book.Take();
-        EXPECT_EQ(RunSteps(*resource, row.steps), row.results) << row.what;
-        EXPECT_EQ(resource->GetLoadingState(), row.state) << row.what;
-        EXPECT_EQ(book.Take(), row.hooks) << row.what;
+        EXPECT_EQ(RunSteps(*resource, row.steps), row.results);
+        EXPECT_EQ(resource->GetLoadingState(), row.state);
+        EXPECT_EQ(book.Take(), row.hooks);
         book.throwing.clear();
     }
 }
@@ -120,50 +103,38 @@ TEST_F(Resource, ALoaderTakesPartInPreparingManualAndInLoadingAutomaticResources
     EXPECT_EQ(log.TakeText(), "8 CResourceManager::CreateResource : Create resource with a wrong loader -> n p\n");
 }
 
-TEST_F(Resource, LosingTheLastOutsideHandleUnloadsAnAutomaticResourceAndDestroysEither) {
-    for (bool const isManual : {false, true}) {
-        ResourceSharePtr a = manager.Make("r", isManual);
-        ResourceSharePtr b = a;
-        a->Load();
-        book.Take();
-        a.Release();
-        EXPECT_TRUE(manager.IsResourceExist("r"));
-        b.Release();
-        EXPECT_FALSE(manager.IsResourceExist("r"));
-        EXPECT_EQ(book.Take(), isManual ? "~r " : "r.unload ~r ");
-    }
-}
-
 TEST_F(Resource, CreationTellsWhyItRefuses) {
-    CMemFileSystem* const files = new CMemFileSystem;
-    files->WriteStringToNewFile(string("x.txt"), string("x"));
-    CSharePtr<CFileSystem> fileSystem(files, qklib::PRM_DELETE);
-    manager.AddFileSystem("A", fileSystem);
+    CSharePtr<CFileSystem> files(new CMemFileSystem, qklib::PRM_DELETE), first(new CMemFileSystem, qklib::PRM_DELETE);
+    for (auto* store : {&files, &first}) WriteFile(**store, "x.txt", "x");
+    manager.AddFileSystem("B", files);
+    manager.AddFileSystem("A", first);
+    string path = "x.txt";
+    EXPECT_EQ(manager.LocateResource(path), first.GetPointer());
     string const site = "8 CResourceManager::CreateResource : ";
     ResourceSharePtr const held = manager.Make("taken");
-    ResourceSharePtr const file = manager.CreateResource(" x.txt\t", "", false, NoLoader());
-    ASSERT_TRUE(file);
+    ResourceSharePtr file = manager.CreateResource(" x.txt\t", "", false, NoLoader());
     struct {
-        char const *what, *path, *name;
+        char const *path, *name;
         bool isManual;
-        string newName, newPath, log;
+        string newName, log;
     } const rows[] = {
-        {"a name in use", "", "taken", false, "-", "", "Create resource failed, the resource is valid : taken"},
-        {"a path of a file under another name", "x.txt", "y", false, "y", "x.txt", ""},
-        {"no such file", "missing", "m", false, "-", "", "Create auto load resource with a unexist file -> m, missing"},
-        {"no such file, manual, no name", "missing", "", true, "missing", "missing", ""},
+        {"", "taken", false, "", "Create resource failed, the resource is valid : taken"},
+        {"missing", "m", false, "", "Create auto load resource with a unexist file -> m, missing"},
+        {"missing", "", true, "missing", ""},
+        {"x.txt", "y", false, "y", ""}, // the path of a file that another one has
     };
     for (auto const& row : rows) {
         ResourceSharePtr const made = manager.CreateResource(row.path, row.name, row.isManual, NoLoader());
-        EXPECT_EQ(made ? made->GetName() : "-", row.newName) << row.what;
-        EXPECT_EQ(made ? made->GetPath() : "", row.newPath) << row.what;
-        EXPECT_EQ(made.GetRef(), made ? 2u : 0u) << row.what;
-        EXPECT_EQ(log.TakeText(), row.log.empty() ? "" : site + row.log + "\n") << row.what;
+        EXPECT_EQ(made ? made->GetName() : "", row.newName) << row.path;
+        EXPECT_EQ(log.TakeText(), row.log.empty() ? "" : site + row.log + "\n") << row.path;
     }
-    EXPECT_TRUE(manager.GetResource(" x.txt ") == file); // by the road of the path
+    EXPECT_TRUE(file && manager.GetResource(" x.txt ") == file); // by the road of the path
     manager.refusesToCreate = true;
     EXPECT_FALSE(manager.Make("none"));
     EXPECT_EQ(manager.Names(), "taken x.txt ");
+    ASSERT_TRUE(file->SetPath("x.txt"));
+    manager.RemoveAllFileSystem();
+    EXPECT_EQ(static_cast<CTestResource&>(*file).GetFileSystem(), nullptr) << "it does not keep what has gone";
 }
 
 TEST_F(Resource, CreationThatMakesTheSameNameOnItsWayKeepsTheFirst) {
@@ -174,31 +145,6 @@ TEST_F(Resource, CreationThatMakesTheSameNameOnItsWayKeepsTheFirst) {
     EXPECT_EQ(book.journal, "~r "); // the second one, half made
     EXPECT_EQ(log.TakeText(),
               "8 CResourceManager::CreateResource : Create resource failed, the resource is valid : r\n");
-
-    manager.onCreate = [] { throw std::runtime_error("creator"); };
-    EXPECT_THROW(manager.Make("s"), std::runtime_error);
-    EXPECT_EQ(manager.Names(), "r ");
-}
-
-TEST_F(Resource, FileSystemsAreAskedInTheOrderOfTheirNames) {
-    string path = "f";
-    CSharePtr<CFileSystem> both[2];
-    for (auto& fileSystem : both) {
-        fileSystem = CSharePtr<CFileSystem>(new CMemFileSystem, qklib::PRM_DELETE);
-        fileSystem->WriteStringToNewFile(string("f"), string("f"));
-    }
-    manager.AddFileSystem("b", both[0]);
-    manager.AddFileSystem("a", both[1]);
-    EXPECT_EQ(manager.LocateResource(path), both[1].GetPointer());
-    manager.AddFileSystem("a", both[0]);
-    EXPECT_EQ(manager.LocateResource(path), both[0].GetPointer());
-
-    // A resource does not keep a file system that has gone.
-    ResourceSharePtr resource = manager.CreateResource("f", "r", false, NoLoader());
-    ASSERT_TRUE(resource->SetPath("f"));
-    EXPECT_EQ(Of(resource).GetFileSystem(), both[0].GetPointer());
-    manager.RemoveAllFileSystem();
-    EXPECT_EQ(Of(resource).GetFileSystem(), nullptr);
 }
 
 // What a resource may do to its manager while it is unloaded for good.
@@ -207,8 +153,7 @@ TEST_F(Resource, AResourceMayDoAnythingToItsManagerWhileItGoes) {
     struct {
         char const* what;
         std::function<void()> inUnload;
-        char const* journal;
-        char const* left;
+        char const *journal, *left;
     } const rows[] = {
         {"takes a handle and keeps it", [&] { rescued = manager.GetResource("r"); }, "r.unload ", "other r "},
         {"destroys itself", [&] { manager.DestroyResource("r"); }, "r.unload ~r ", "other "},
@@ -255,33 +200,20 @@ TEST_F(Resource, AWalkSurvivesHooksThatEmptyTheTable) {
 
 TEST_F(Resource, ResourcesOutliveTheTableAndTheManager) {
     auto dying = std::make_unique<CTestManager>(book);
-    ResourceSharePtr a = dying->Make("a"), b = dying->Make("b");
-    Of(a).m_holds.push_back(b);
+    ResourceSharePtr a = dying->Make("a");
+    static_cast<CTestResource&>(*a).m_holds.push_back(dying->Make("b"));
     a->Load();
     dying->DestroyAllResources();
     EXPECT_EQ(dying->Names(), "");
     EXPECT_EQ(a->GetLoadingState(), LOADSTATE_LOADED);
-
-    ResourceSharePtr c = dying->Make("c");
     dying.reset();
-    EXPECT_TRUE(c->GetResourceManager() == nullptr && a->GetResourceManager() == nullptr);
+    EXPECT_EQ(a->GetResourceManager(), nullptr);
     EXPECT_EQ(a->GetTypeName(), "");
     EXPECT_FALSE(a->Copy("x"));
     EXPECT_TRUE(a->Unload());
     book.Take();
-    c.Release();
-    b.Release();
     a.Release();
-    EXPECT_EQ(book.Take(), "~c ~a ~b ");
-}
-
-TEST_F(Resource, AWrongCountIsLoggedAndTheResourceGoes) {
-    ResourceSharePtr resource = manager.Make("r");
-    manager._NotifyResourceRelease(resource, 0);
-    EXPECT_EQ(log.TakeText(), "16 CResourceManager::_NotifyResourceRelease : "
-                              "Auto Destroy Resource [Something Wrong] -> r, 0\n");
-    EXPECT_EQ(book.Take(), "~r ");
-    EXPECT_EQ(manager.Names(), "");
+    EXPECT_EQ(book.Take(), "~a ~b ");
 }
 
 // The same random life in a manager and in a plain model of it: a name is in the table as long as it has holders.
@@ -289,19 +221,17 @@ TEST_F(Resource, RandomHoldersAgreeWithAModel) {
     unsigned const seed = std::random_device()();
     SCOPED_TRACE(seed);
     std::mt19937 random(seed);
-    auto const pick = [&](unsigned n) { return random() % n; };
+    auto const name = [&] { return string(1, static_cast<char>('a' + random() % 6)); };
     std::vector<ResourceSharePtr> handles(12);
     for (int step = 0; step < 20000; ++step) {
-        ResourceSharePtr& handle = handles[pick(12)];
-        switch (pick(6)) {
-        case 0: handle = manager.GetResource(string(1, static_cast<char>('a' + pick(6)))); break;
-        case 1: {
-            string const name(1, static_cast<char>('a' + pick(6)));
-            if (!manager.IsResourceExist(name)) handle = manager.Make(name, pick(2));
+        ResourceSharePtr& handle = handles[random() % 12];
+        switch (random() % 6) {
+        case 0: handle = manager.GetResource(name()); break;
+        case 1:
+            if (ResourceSharePtr const made = manager.Make(name(), random() % 2)) handle = made;
             break;
-        }
         case 2: handle.Release(); break;
-        case 3: handle = handles[pick(12)]; break;
+        case 3: handle = handles[random() % 12]; break;
         case 4:
             if (handle) handle->Load();
             break;
@@ -311,12 +241,65 @@ TEST_F(Resource, RandomHoldersAgreeWithAModel) {
         for (ResourceSharePtr const& each : handles)
             if (each) ++holders[each->GetName()];
         string names;
-        for (auto const& [name, count] : holders) {
-            names += name + " ";
-            ASSERT_EQ(manager.GetResource(name).GetRef(), count + 2); // the table's, and the one asked with
+        for (auto const& [each, count] : holders) {
+            names += each + " ";
+            ASSERT_EQ(manager.GetResource(each).GetRef(), count + 2); // the table's, and the one asked with
         }
         ASSERT_EQ(manager.Names(), names) << "step " << step;
     }
+}
+
+class CTestSystem : public CResourceSystem {
+public:
+    CTestSystem() : CResourceSystem("test") {}
+    using CResourceSystem::_DestroyAllResourceManager;
+    std::size_t GetManagerNum() const { return m_managers.size(); }
+};
+
+HookBook* g_book = nullptr;
+CTestSystem* g_system = nullptr;
+
+struct ResourceSystem : testing::Test {
+    ResourceSystem() {
+        g_book = &book;
+        g_system = &system;
+    }
+    CTestLog log;
+    HookBook book;
+    CTestSystem system;
+};
+
+TEST_F(ResourceSystem, ACreatorThatFailsCountsAsUnknown) {
+    system.AddCreateResourceManagerFun("Null", nullptr);
+    system.AddCreateResourceManagerFun("Throws", [](CResourceManager**) { throw std::runtime_error("creator"); });
+    system.AddCreateResourceManagerFun("Asking", [](CResourceManager** out) {
+        EXPECT_EQ(g_system->GetResourceManager("Asking"), nullptr);
+        *out = new CTestManager(*g_book);
+    });
+    system.RemoveCreateResourceManagerFun("CMesh");
+    for (char const* type : {"Unknown", "Null", "CMesh"}) {
+        EXPECT_EQ(system.GetResourceManager(type), nullptr) << type;
+        EXPECT_FALSE(system.CreateResource(type, "", "a", false, NoLoader())) << type;
+    }
+    EXPECT_THROW(system.GetResourceManager("Throws"), std::runtime_error);
+    EXPECT_THROW(system.GetResourceManager("Throws"), std::runtime_error) << "asked anew, not taken for being made";
+    EXPECT_EQ(system.GetManagerNum(), 0u);
+    EXPECT_NE(system.GetResourceManager("Asking"), nullptr);
+}
+
+TEST_F(ResourceSystem, NothingComesBackWhileItIsTornDown) {
+    system.AddCreateResourceManagerFun("Keeping", [](CResourceManager** out) { *out = new CKeepingManager(*g_book); });
+    system.CreateResource("Keeping", "", "kept", false, NoLoader());
+    book.onHook = [&](string const& event) {
+        if (event != "~kept") return;
+        book.journal += system.GetResourceManager("CTexture") ? "manager " : "none ";
+        book.journal += system.CreateResource("Keeping", "", "late", false, NoLoader()) ? "made " : "refused ";
+    };
+    system._DestroyAllResourceManager();
+    book.onHook = nullptr;
+    EXPECT_EQ(book.Take(), "~kept none made ~late "); // what is made late goes with its manager
+    EXPECT_EQ(system.GetManagerNum(), 0u);
+    EXPECT_NE(system.GetResourceManager("Keeping"), nullptr); // and afterwards it is usable again
 }
 } // namespace
 } // namespace qk3d
