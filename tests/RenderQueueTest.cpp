@@ -135,12 +135,12 @@ TEST(QueueCollection, NoAnswerOfADepthLosesAnEntry) {
     struct Moody : Thing {
         float GetSquaredViewDepth(CCamera*, long long) const override {
             static std::mt19937 random(3);
-            float const odd[] = {NAN, INFINITY, -INFINITY, 0, 1e-7f, static_cast<float>(random())};
-            return depth < 1 ? NAN : odd[random() % 6];
+            float const odd[] = {NAN, INFINITY, -INFINITY, 0, 1, static_cast<float>(random())};
+            return depth < 1 ? NAN : depth < 2 ? odd[random() % 6] : 1e-7f * static_cast<float>(random() % 9);
         }
     };
     CCamera camera("");
-    for (float kind : {0.0f, 1.0f})
+    for (float kind : {0.0f, 1.0f, 2.0f})
         for (std::size_t size : {1u, 7u, 8u, 9u, 16u, 17u, 100u, 1000u}) {
             std::vector<Moody> things(size);
             CQueueRenderableCollection collection(QSM_BACK_TO_FRONT);
@@ -177,9 +177,7 @@ TEST(QueueCollection, ADepthThatThrowsLosesNoEntry) {
         isThrown = false;
         try {
             collection.Sort(&camera, 0);
-        } catch (std::runtime_error const&) {
-            isThrown = true;
-        }
+        } catch (std::runtime_error const&) { isThrown = true; }
         std::set<CRenderableObject*> drawn;
         for (std::size_t i = 0; i < 20; ++i) drawn.insert(collection.GetRenderablePass(i).renderable);
         ASSERT_EQ(drawn.size(), 20u) << "after " << answers << " answers";
