@@ -96,6 +96,8 @@ TEST(ScriptText, TakesWhatIsAScriptAndRefusesTheRest) {
         {"a number with a plus", R"({"a": +1})", false},
         {"a number with leading zeros", R"({"a": 01})", false},
         {"a number too large for a double", R"({"a": 1e400})", false},
+        {"an escape that is cut off", R"({"a": "\u12"})", false},
+        {"half a pair of surrogates", R"({"a": "\ud83d"})", false},
         {"a lead byte of GBK alone", "{\"a\": \"\x81\"}", false},
         {"what its reader's library throws at", R"({"number": "text"})", false},
         {"ten levels", R"({"a": )" + Nested(9, "[", "]") + "}", true},
@@ -104,10 +106,14 @@ TEST(ScriptText, TakesWhatIsAScriptAndRefusesTheRest) {
         {"a hundred thousand levels that never end", std::string(100'000, '{'), false},
     };
     for (auto const& row : rows) EXPECT_EQ(Script().SetFromScript(row.text), row.good) << row.what;
+    for (std::string const value : {"",    "1.",      ".5",   "1e+",     "1.5.5", "-",      "tru",
+                                    "nul", "[1, 2,]", "[1",   "[,]",     "[1 2]", "{1: 2}", "{\"b\" 1}",
+                                    "\"x", "\"\\x\"", "1} /", "1} /* x", "1}{",   "1]",     std::string("\"\0\"", 3)})
+        EXPECT_FALSE(Script().SetFromScript("{\"a\": " + value + '}')) << value;
 
     Script script; // The second byte of the first character is a backslash.
-    ASSERT_TRUE(script.SetFromScript("{\"\x90\x5c\": \"\xd6\xd0\\n\"}"));
-    EXPECT_EQ(script.value["\xe6\x80\xbd"].asString(), "\xe4\xb8\xad\n") << "UTF-8";
+    ASSERT_TRUE(script.SetFromScript("{\"\x90\x5c\": \"\xd6\xd0\\n\\u4E2D\\\"\\ud83d\\ude00.\"}"));
+    EXPECT_EQ(script.value["\xe6\x80\xbd"].asString(), "\xe4\xb8\xad\n\xe4\xb8\xad\"\xf0\x9f\x98\x80.") << "UTF-8";
 }
 
 // The comma for the point and the point between thousands, as in half of Europe.
@@ -121,8 +127,9 @@ TEST(ScriptText, HasTheSameNumbersInEveryLocaleOfTheHost) {
     for (bool const foreign : {false, true}) {
         std::locale const before = std::locale::global(foreign ? std::locale(std::locale::classic(), new CommaNumbers)
                                                                : std::locale::classic());
-        for (std::string const number : {"-0.0", "1.25e3", "0.1", "3.4028235e38", "1e-400", "4.9e-324", "1000.125",
-                                         "1E-0", "123456789012345678901234567890"}) {
+        for (std::string const number :
+             {"-0.0", "1.25e3", "0.1", "3.4028235e38", "1e-400", "4.9e-324", "1000.125", "1E-0",
+              "123456789012345678901234567890", "0.0000001e-320", "-1e-99999999999999999999", "12345678.5e-400"}) {
             Script script;
             EXPECT_TRUE(script.SetFromScript(R"({"a": )" + number + "}")) << number << " foreign " << foreign;
             double const read = script.value["a"].isDouble() ? script.value["a"].asDouble() : -1;
