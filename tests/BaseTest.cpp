@@ -92,6 +92,7 @@ TEST(ScriptText, TakesWhatIsAScriptAndRefusesTheRest) {
         {"a key given twice", R"({"a": 1, "a": 2})", false},
         {"a comma too many in an object", R"({"a": 1,})", false},
         {"a string that ends in a backslash", R"({"a": "x\)", false},
+        {"a zero byte in a string", std::string("{\"a\": \"\0\"}", 10), false},
         {"a zero byte behind the end", std::string("{}\0{", 4), false},
         {"a number with a plus", R"({"a": +1})", false},
         {"a number with leading zeros", R"({"a": 01})", false},
@@ -106,9 +107,10 @@ TEST(ScriptText, TakesWhatIsAScriptAndRefusesTheRest) {
         {"a hundred thousand levels that never end", std::string(100'000, '{'), false},
     };
     for (auto const& row : rows) EXPECT_EQ(Script().SetFromScript(row.text), row.good) << row.what;
-    for (std::string const value : {"",    "1.",      ".5",   "1e+",     "1.5.5", "-",      "tru",
-                                    "nul", "[1, 2,]", "[1",   "[,]",     "[1 2]", "{1: 2}", "{\"b\" 1}",
-                                    "\"x", "\"\\x\"", "1} /", "1} /* x", "1}{",   "1]",     std::string("\"\0\"", 3)})
+    // clang-format off
+    for (std::string const value :
+         {"", "1.", ".5", "1e+", "1.5.5", "-", "tru", "nul", "[1, 2,]", "[1", "[,]", "[1 2]", "{1: 2}", "{\"b\" 1}",
+          "\"x", "\"\\x\"", "1} /", "1} /* x", "1}{", "1]"}) // clang-format on
         EXPECT_FALSE(Script().SetFromScript("{\"a\": " + value + '}')) << value;
 
     Script script; // The second byte of the first character is a backslash.
