@@ -81,23 +81,21 @@ TEST_F(Resource, AHookThatAsksItsOwnResourceForAStepIsRefusedAndTheStepGoesOn) {
 
 TEST_F(Resource, ALoaderTakesPartInPreparingManualAndInLoadingAutomaticResources) {
     struct {
-        char const* what;
         bool isManual, answers;
         char const* journal;
     } const rows[] = {
-        {"its load replaces the hook", false, true, "r.prepare loader.load "},
-        {"it passes on to the hook", false, false, "r.prepare loader.load r.load "},
-        {"its prepare replaces the hook", true, true, "loader.prepare "},
-        {"its refusal does not stop the hook", true, false, "loader.prepare r.prepare "},
+        {false, true, "r.prepare loader.load "}, // it replaces the hook
+        {false, false, "r.prepare loader.load r.load "},
+        {true, true, "loader.prepare "},
+        {true, false, "loader.prepare r.prepare "},
     };
     for (auto const& row : rows) {
         CSharePtr<CResourceLoader> loader(new CTestLoader("Test", row.answers, book), qklib::PRM_DELETE);
         ResourceSharePtr resource = manager.CreateResource("", "r", row.isManual, loader);
         book.Take();
-        EXPECT_TRUE(resource->Load()) << row.what;
-        EXPECT_EQ(book.Take(), row.journal) << row.what;
+        EXPECT_TRUE(resource->Load()) << row.journal;
+        EXPECT_EQ(book.Take(), row.journal);
     }
-
     CSharePtr<CResourceLoader> wrong(new CTestLoader("Other", true, book), qklib::PRM_DELETE);
     EXPECT_FALSE(manager.CreateResource("p", "n", false, wrong));
     EXPECT_EQ(log.TakeText(), "8 CResourceManager::CreateResource : Create resource with a wrong loader -> n p\n");
