@@ -74,7 +74,7 @@ File MakePng(int type, int depth, int interlace, File pixels) {
     return file;
 }
 
-File MakeJpeg(J_COLOR_SPACE space, int channels, bool progressive, File pixels) {
+File MakeJpeg(J_COLOR_SPACE space, int channels, File pixels) {
     jpeg_compress_struct info;
     jpeg_error_mgr errors;
     info.err = jpeg_std_error(&errors);
@@ -89,7 +89,7 @@ File MakeJpeg(J_COLOR_SPACE space, int channels, bool progressive, File pixels) 
     jpeg_set_defaults(&info);
     jpeg_set_quality(&info, 100, TRUE);
     info.comp_info[0].h_samp_factor = info.comp_info[0].v_samp_factor = 1;
-    if (progressive) jpeg_simple_progression(&info);
+    if (space == JCS_CMYK) jpeg_simple_progression(&info);
     jpeg_start_compress(&info, TRUE);
     for (unsigned int y = 0; y < kHeight; ++y) {
         JSAMPROW row = pixels.data() + y * pixels.size() / kHeight;
@@ -153,8 +153,8 @@ std::vector<Sample> MakeSamples() {
         {"PNG with a palette", MakePng(PNG_COLOR_TYPE_PALETTE, 8, 0, Pixels(1, Index)), PF_X8R8G8B8, 0, Opaque},
         {"PNG of 16-bit greys", MakePng(PNG_COLOR_TYPE_GRAY, 16, 0, Pixels(2, Grey16)), PF_L16, 0, Grey16},
         {"PNG of greys with alpha", MakePng(PNG_COLOR_TYPE_GA, 8, 0, Pixels(2, GreyAlpha)), PF_BYTE_LA, 0, GreyAlpha},
-        {"JPEG", MakeJpeg(JCS_RGB, 3, false, Pixels(3, RedFirst)), PF_X8R8G8B8, 30, Opaque},
-        {"JPEG of inks, progressive", MakeJpeg(JCS_CMYK, 4, true, inks), PF_X8R8G8B8, 30, Opaque},
+        {"JPEG", MakeJpeg(JCS_RGB, 3, Pixels(3, RedFirst)), PF_X8R8G8B8, 30, Opaque},
+        {"JPEG of inks, progressive", MakeJpeg(JCS_CMYK, 4, inks), PF_X8R8G8B8, 30, Opaque},
         {"TGA with alpha, top down", MakeTga(2, 32, 0x28, Pixels(4, Argb)), PF_A8R8G8B8, 0, Argb},
         {"TGA in runs", MakeTga(10, 24, 0, packets), PF_X8R8G8B8, 0, Opaque},
         {"TGA of greys", MakeTga(3, 8, 0, Pixels(1, Grey, false)), PF_L8, 0, Grey},
@@ -206,7 +206,7 @@ TEST(Image, RefusesSizesThatTheFileCannotHold) {
         std::copy(bytes.begin(), bytes.end(), file.data() + at);
         return file;
     };
-    File const jpeg = MakeJpeg(JCS_RGB, 3, false, Pixels(3, RedFirst));
+    File const jpeg = MakeJpeg(JCS_RGB, 3, Pixels(3, RedFirst));
     std::uint8_t const mark[] = {0xFF, 0xC0};
     auto const frame = static_cast<std::size_t>(
         std::search(jpeg.begin(), jpeg.end(), std::begin(mark), std::end(mark)) - jpeg.begin());
