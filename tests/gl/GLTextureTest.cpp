@@ -1,7 +1,6 @@
 // GLTextureTest.cpp: textures: formats, locks, copies, files, mip levels, render textures, exact sampling.
 #include "GLTestDevice.h"
 
-#include <bit>
 #include <cstring>
 #include <random>
 
