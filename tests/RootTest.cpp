@@ -10,7 +10,7 @@
 #include "QK3DResourceSystem.h"
 #include "QK3DSceneManager.h"
 #include "QK3DSceneNode.h"
-#include "QK3DTexture.h"
+#include "QK3DTextureManager.h"
 #include "RecordingRenderSystem.h"
 #include "TestFiles.h"
 #include "TestLog.h"
@@ -119,22 +119,18 @@ TEST(Root, TakesADeviceFromAllWhoUseItBeforeItGoes) {
     CRenderSystem* const device = Root().CreateRenderSystem("CTestDevice", "d");
     std::vector<_ResourceSharePtr<CTexture>> textures;
     for (auto* const system : {&CQK3DMain::GetResourceSystem(), Root().CreateResourceSystem("named")}) {
-        auto& texture = textures.emplace_back(system->CreateResource("CTexture", "", "t", false, NoLoader()));
-        texture->SetWidth(4);
-        texture->SetHeight(4);
-        texture->SetPixelFormat(PF_A8R8G8B8);
-        texture->SetRenderSystem(device);
-        ASSERT_TRUE(texture->Load());
+        auto* const manager = static_cast<CTextureManager*>(system->GetResourceManager("CTexture"));
+        textures.push_back(
+            manager->CreateTexture("", "t", 4, 4, PF_A8R8G8B8, device, CTexture::TU_DEFAULT, false, false, NoLoader()));
+        ASSERT_TRUE(textures.back()->Load());
     }
     COverlayItem* const item = CQK3DMain::GetOverlayManager().CreateOverlayItem("i", 0, 0, 4, 4, 0);
     item->SetTexture(textures[0]);
     item->Render(device, 1);
 
     Root().DestroyRenderSystem("d");
-    for (auto const& texture : textures) {
-        EXPECT_EQ(texture->GetRenderSystem(), nullptr);
-        EXPECT_NE(texture->GetLoadingState(), LOADSTATE_LOADED);
-    }
+    for (auto const& texture : textures)
+        EXPECT_TRUE(!texture->GetRenderSystem() && texture->GetLoadingState() != LOADSTATE_LOADED);
     // The item makes itself at home on the next device, though that lies where the old one was.
     auto* const next = static_cast<CTestDevice*>(Root().CreateRenderSystem("CTestDevice", "next"));
     ASSERT_EQ(next, device);

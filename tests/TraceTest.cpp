@@ -1,9 +1,8 @@
-// TraceTest.cpp: the recording back-end: its lines, its switches, and that it answers as a device does.
+// TraceTest.cpp: the recording back-end: its lines and the settings of its plug-in.
 #include "PluginEntry.h"
 #include "QK3DHardwareBufferManager.h"
 #include "QK3DMain.h"
 #include "QK3DMatrix.h"
-#include "QK3DRenderWindow.h"
 #include "RecordingRenderSystem.h"
 #include "TempFolder.h"
 #include "TestFiles.h"
@@ -81,27 +80,6 @@ TEST(Trace, BuffersAreToldByHashOrWhole) {
     EXPECT_EQ(lines[1]["data"]["size"].asInt(), 2);
     EXPECT_EQ(lines[1]["data"]["data"].asString(), "01fe");
     EXPECT_EQ(buffer->Lock(6, 4, CHardwareBuffer::LM_NORMAL), nullptr) << "a lock that leaves the buffer";
-}
-
-TEST(Trace, OmitsAndRefusesWhatItIsToldToAndNothingElse) {
-    CRecordingRenderSystem device;
-    EXPECT_THROW(device.Omit("SetWorldMatrices"), std::invalid_argument) << "no operation of the device";
-    device.Omit("SetWorldMatrix");
-    device.SetWorldMatrix(Matrix44::IDENTITY);
-    device.SetViewMatrix(Matrix44::IDENTITY);
-    EXPECT_EQ(device.TakeJournal(), "SetViewMatrix identity\n");
-    EXPECT_EQ(device.CountOf("SetWorldMatrix"), 1u);
-
-    CRenderWindow* const window = device.CreateRenderWindow("w", 4, 4, PF_A8R8G8B8, false);
-    device.TakeJournal();
-    device.Refuse("SetRenderTarget");
-    EXPECT_FALSE(device.SetActiveRenderTarget(0, window));
-    EXPECT_EQ(device.TakeJournal(), "SetRenderTarget 0 w\n") << "a refused call was made all the same";
-
-    device.CountOnly();
-    device.SetAddressU(0, 1);
-    EXPECT_EQ(device.TakeJournal(), "");
-    EXPECT_EQ(device.CountOfStates(), 1u);
 }
 
 namespace {

@@ -33,13 +33,9 @@ string CRecordingRenderSystem::TakeJsonJournal() {
 
 void CRecordingRenderSystem::CountOnly() { GetJournal().SetListener(nullptr); }
 
-void CRecordingRenderSystem::Refuse(string const& operation, bool refuse) {
-    Demand(GetJournal().Refuse(operation, refuse), operation);
-}
+void CRecordingRenderSystem::Refuse(string const& operation) { Demand(GetJournal().Refuse(operation), operation); }
 
-void CRecordingRenderSystem::Omit(string const& operation, bool omit) {
-    Demand(GetJournal().Omit(operation, omit), operation);
-}
+void CRecordingRenderSystem::Omit(string const& operation) { Demand(GetJournal().Omit(operation), operation); }
 
 unsigned long long CRecordingRenderSystem::CountOf(string const& operation) const {
     Demand(FindTraceOperation(operation) != ETraceOperation::Count, operation);

@@ -28,11 +28,10 @@ public:
 
     /// As in CTraceJournal; these throw std::invalid_argument for a name that is no operation, so that a typing mistake in
     /// a test cannot make it pass.
-    void Refuse(string const& operation, bool refuse = true);
+    void Refuse(string const& operation);
     void RefuseNothing() { GetJournal().RefuseNothing(); }
-    void Omit(string const& operation, bool omit = true);
+    void Omit(string const& operation);
     unsigned long long CountOf(string const& operation) const;
-    unsigned long long CountOfStates() const { return m_journal->GetStateCount(); }
     unsigned long long CountOfAll() const { return m_journal->GetTotalCount(); }
     void ResetCounts() { GetJournal().ResetCounts(); }
 
