@@ -3,8 +3,12 @@
 #include "BenchStage.h"
 
 #include "QK3DEntity.h"
+#include "QK3DRenderOperation.h"
 #include "QK3DRenderQueue.h"
+#include "QK3DRenderState.h"
 #include "QK3DRenderableObject.h"
+#include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <vector>
 
@@ -44,6 +48,32 @@ void Entities(benchmark::State& state, bool sorted) {
     stage.Frame();
     bench::Check(stage.DrawsOf() == static_cast<unsigned long long>(count), "draws of a frame");
     bench::Measure(state, [&] { stage.Frame(); });
+    PerEntity(state);
+}
+
+// The calls of the device that such a frame makes for its entities, with nothing around them.
+void Calls(benchmark::State& state) {
+    bench::Stage stage;
+    CRenderSystem& device = stage.GetDevice();
+    auto const mesh = stage.MakeBox();
+    auto const material = stage.MakeMaterial(0);
+    CPass* const pass = material->GetBestTechnique()->GetPass(0);
+    std::vector<std::size_t> states;
+    for (int i = 1; i <= CRenderState::LAST_STATE; ++i)
+        if (pass->GetRenderState()->IsStateSet(i)) states.push_back(static_cast<std::size_t>(i));
+    CRenderOperation operation;
+    mesh->GetSubMesh(0)->GetRenderOperation(operation);
+
+    auto const& setters = CRenderState::GetDeviceSetters();
+    bench::Measure(state, [&] {
+        for (std::int64_t i = 0; i < state.range(0); ++i) {
+            device.SetTexture(0, true, static_cast<CTexture*>(pass->GetTexture(0)));
+            for (std::size_t const each : states) (device.*setters[each])(static_cast<unsigned long>(i));
+            device.SetWorldMatrix(Matrix44::IDENTITY);
+            device.Render(operation);
+        }
+    });
+    bench::Check(stage.DrawsOf("SetZEnable") == stage.DrawsOf(), "a setter for each draw");
     PerEntity(state);
 }
 
@@ -101,5 +131,6 @@ void Sizes(benchmark::internal::Benchmark* workload) {
 
 BENCHMARK_CAPTURE(Entities, opaque, true)->Name("frame/opaque")->Apply(Sizes);
 BENCHMARK_CAPTURE(Entities, direct, false)->Name("frame/direct")->Apply(Sizes);
+BENCHMARK(Calls)->Name("frame/calls")->Arg(10'000)->Unit(benchmark::kMicrosecond);
 BENCHMARK(Sorted)->Name("frame/sorted")->Apply(Sizes);
 } // namespace

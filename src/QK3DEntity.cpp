@@ -1,5 +1,6 @@
 // QK3DEntity.cpp: entities, which keep a sub-entity for each sub-mesh of their mesh.
 #include "QK3DEntity.h"
+#include "QK3DBlockPoolInternal.h"
 #include "QK3DMain.h"
 #include "QK3DMaterial.h"
 #include "QK3DMesh.h"
@@ -9,6 +10,13 @@
 #include <memory>
 
 namespace qk3d {
+namespace {
+constinit BlockPool<sizeof(CEntity)> entities;
+}
+
+void* CEntity::operator new(std::size_t size) { return entities.Take(size); }
+void CEntity::operator delete(void* memory, std::size_t size) noexcept { entities.Give(memory, size); }
+
 CEntity::CEntity(string const& name) : CMovableObject(name) {}
 
 CEntity::CEntity(string const& name, _ResourceSharePtr<CMesh> const& mesh) : CMovableObject(name), m_mesh(mesh) {
@@ -31,51 +39,56 @@ CEntity::~CEntity() { DestroyAllSubEntity(); }
 
 string CEntity::GetTypeName() { return "CEntity"; }
 
+inline CEntity::EMeshCheck CEntity::CheckMesh() {
+    if (!m_mesh) return EMeshCheck::Kept;
+    if (m_mesh->GetLoadingState() != LOADSTATE_LOADED || m_isMeshPending) return RenewSubEntities();
+    return m_isSubMeshLost ? ReplaceLostSubMeshes() : EMeshCheck::Kept;
+}
+
 // The walks below go by index: loading and drawing call out, and the sub-entities may change meanwhile.
 void CEntity::AddRenderableObjectToRenderQueue(CRenderQueue& queue, CRenderSystem* renderSystem) {
     if (!PrepareForDrawing(renderSystem)) return;
-    for (std::size_t i = 0; i < m_subEntities.size(); ++i)
+    for (std::size_t i = 0; i < m_subEntities.GetSize(); ++i)
         if (m_subEntities[i]->IsVisible()) queue.AddRenderableObject(m_subEntities[i]);
 }
 
 void CEntity::RenderRenderableObject(CRenderSystem* renderSystem, long long time) {
     if (!PrepareForDrawing(renderSystem)) return;
     CLifeWatch const watch(m_life);
-    for (std::size_t i = 0; !watch.IsDead() && i < m_subEntities.size(); ++i)
+    for (std::size_t i = 0; !watch.IsDead() && i < m_subEntities.GetSize(); ++i)
         m_subEntities[i]->Render(renderSystem, time);
 }
 
 void CEntity::SetMesh(_ResourceSharePtr<CMesh>& mesh) {
-    std::size_t const meshNum = mesh != nullptr ? mesh->GetSubMeshNum() : 0;
+    unsigned int const meshNum = mesh != nullptr ? mesh->GetSubMeshNum() : 0;
     if (mesh == m_mesh) {
-        std::size_t const kept = std::min(meshNum, m_subEntities.size());
-        for (std::size_t i = 0; i < kept; ++i)
-            m_subEntities[i]->SetSubMesh(mesh->GetSubMesh(static_cast<unsigned int>(i)));
-        while (m_subEntities.size() > meshNum) DestroySubEntity(GetSubEntityNum() - 1);
+        unsigned int const kept = std::min(meshNum, m_subEntities.GetSize());
+        for (unsigned int i = 0; i < kept; ++i) m_subEntities[i]->SetSubMesh(mesh->GetSubMesh(i));
+        while (m_subEntities.GetSize() > meshNum) DestroySubEntity(GetSubEntityNum() - 1);
     } else {
         DestroyAllSubEntity();
         m_mesh = mesh;
         m_isMeshPending = m_mesh != nullptr && m_mesh->GetLoadingState() != LOADSTATE_LOADED;
     }
-    while (m_subEntities.size() < meshNum) _CreateSubEntity(m_mesh->GetSubMesh(GetSubEntityNum()));
+    while (m_subEntities.GetSize() < meshNum) _CreateSubEntity(m_mesh->GetSubMesh(GetSubEntityNum()));
 }
 
 CSubEntity* CEntity::GetSubEntity(unsigned int index) {
-    return index < m_subEntities.size() ? m_subEntities[index] : nullptr;
+    return index < m_subEntities.GetSize() ? m_subEntities[index] : nullptr;
 }
 
 CSubEntity* CEntity::_CreateSubEntity(CSubMesh* subMesh) {
     auto subEntity = std::make_unique<CSubEntity>(this, subMesh);
-    m_subEntities.push_back(subEntity.get());
+    m_subEntities.Append(subEntity.get());
     return subEntity.release();
 }
 
 CSubEntity* CEntity::_CreateSubEntity() { return _CreateSubEntity(nullptr); }
 
 void CEntity::DestroySubEntity(unsigned int index) {
-    if (index >= m_subEntities.size()) return;
+    if (index >= m_subEntities.GetSize()) return;
     CSubEntity* const subEntity = m_subEntities[index];
-    m_subEntities.erase(m_subEntities.begin() + index);
+    m_subEntities.Erase(index);
     delete subEntity;
 }
 
@@ -85,7 +98,7 @@ void CEntity::DestroySubEntity(CSubEntity* subEntity) {
 }
 
 void CEntity::DestroyAllSubEntity() {
-    while (!m_subEntities.empty()) DestroySubEntity(GetSubEntityNum() - 1);
+    while (!m_subEntities.IsEmpty()) DestroySubEntity(GetSubEntityNum() - 1);
 }
 
 void CEntity::SetSubEntityMaterial(_ResourceSharePtr<CMaterial>& material) {
@@ -116,12 +129,6 @@ void CEntity::_UpdateImpl(bool changed) {
     for (CSubEntity* subEntity : m_subEntities) subEntity->UpdateWordMatrix(true);
 }
 
-CEntity::EMeshCheck CEntity::CheckMesh() {
-    if (!m_mesh) return EMeshCheck::Kept;
-    if (m_mesh->GetLoadingState() != LOADSTATE_LOADED || m_isMeshPending) return RenewSubEntities();
-    return m_isSubMeshLost ? ReplaceLostSubMeshes() : EMeshCheck::Kept;
-}
-
 // When the mesh cannot be loaded the old sub-entities stay.
 CEntity::EMeshCheck CEntity::RenewSubEntities() {
     if (!m_mesh->MakeSureLoaded()) return EMeshCheck::Failed;
@@ -143,8 +150,7 @@ CEntity::EMeshCheck CEntity::ReplaceLostSubMeshes() {
 // False when there is nothing to draw now.
 bool CEntity::PrepareForDrawing(CRenderSystem* renderSystem) {
     if (!m_visible) return false;
-    if (m_mesh && m_mesh->GetRenderSystem() != renderSystem && !m_mesh->SetRenderSystem(renderSystem))
-        return false;
+    if (m_mesh && m_mesh->GetRenderSystem() != renderSystem && !m_mesh->SetRenderSystem(renderSystem)) return false;
     return CheckMesh() != EMeshCheck::Failed;
 }
 } // namespace qk3d

@@ -2,9 +2,10 @@
 #pragma once
 
 #include "QK3DMovableObject.h"
+#include "QK3DPointerList.h"
 #include "QK3DRenderableObject.h"
 #include "QK3DResourceSharePtr.h"
-#include <vector>
+#include <cstddef>
 
 namespace qk3d {
 class CEntity;
@@ -21,6 +22,10 @@ public:
     CSubEntity(CSubEntity const&) = delete;
     CSubEntity& operator=(CSubEntity const&) = delete;
     ~CSubEntity() override;
+
+    /// Those of this very class lie side by side; those of derived classes come from the heap.
+    static void* operator new(std::size_t size);
+    static void operator delete(void* memory, std::size_t size) noexcept;
 
     /// The best technique of the material, which is looked up and loaded if need be. Null without a material.
     CTechnique* GetTechnique() override;
@@ -66,13 +71,11 @@ public:
 protected:
     void _MakeSureMaterialLoad();
 
+    // What every frame looks at comes first, and the name last.
     CEntity* m_parent;   // not owned
     CSubMesh* m_subMesh; // not owned
-    string m_materialName;
-    Matrix44 m_transform = Matrix44::IDENTITY;
     _ResourceSharePtr<CMaterial> m_material;
     mutable bool m_transformChanged = false;
-    mutable Matrix44 m_worldTransform = Matrix44::IDENTITY;
 
 private:
     friend class CEntity;
@@ -80,9 +83,14 @@ private:
 
     void LoseSubMesh();
 
+    bool m_isSubMeshLost = false;         // it was destroyed, and no other was set since
     CSubEntity* m_previousUser = nullptr; // of the same sub-mesh
     CSubEntity* m_nextUser = nullptr;
-    bool m_isSubMeshLost = false; // it was destroyed, and no other was set since
+
+protected:
+    Matrix44 m_transform = Matrix44::IDENTITY;
+    mutable Matrix44 m_worldTransform = Matrix44::IDENTITY;
+    string m_materialName;
 };
 
 /// Shows a mesh, with one sub-entity for each of its sub-meshes. Whenever it is updated or drawn and its mesh is not
@@ -91,7 +99,7 @@ private:
 /// the sub-entities that it owes since `SetMesh`, or gives those it has the new sub-meshes of their places.
 class QK3D_API CEntity : public CMovableObject {
 public:
-    using SubEntityList = std::vector<CSubEntity*>;
+    using SubEntityList = CPointerList<CSubEntity>;
 
     explicit CEntity(string const& name);
     /// Loads the mesh at once, but makes no sub-entities: `SetMesh` does, or an update that finds the mesh not loaded.
@@ -100,6 +108,10 @@ public:
     CEntity(CEntity const& other);
     CEntity& operator=(CEntity const& other);
     ~CEntity() override;
+
+    /// Those of this very class lie side by side; those of derived classes come from the heap.
+    static void* operator new(std::size_t size);
+    static void operator delete(void* memory, std::size_t size) noexcept;
 
     string GetTypeName() override;
     void AddRenderableObjectToRenderQueue(CRenderQueue& queue, CRenderSystem* renderSystem) override;
@@ -113,7 +125,7 @@ public:
 
     /// Null when out of range.
     CSubEntity* GetSubEntity(unsigned int index);
-    unsigned int GetSubEntityNum() const { return static_cast<unsigned int>(m_subEntities.size()); }
+    unsigned int GetSubEntityNum() const { return m_subEntities.GetSize(); }
     SubEntityList::iterator EnumSubEntityBegin() { return m_subEntities.begin(); }
     SubEntityList::iterator EnumSubEntityEnd() { return m_subEntities.end(); }
     /// A new sub-entity at the end, owned by the entity.
@@ -136,8 +148,14 @@ public:
 protected:
     void _UpdateImpl(bool changed) override;
 
-    _ResourceSharePtr<CMesh> m_mesh;
     SubEntityList m_subEntities; // owned
+
+private:
+    bool m_isMeshPending = false; // it was not loaded when it was set
+    bool m_isSubMeshLost = false; // perhaps: some sub-entity lost its own since this was last looked at
+
+protected:
+    _ResourceSharePtr<CMesh> m_mesh;
 
 private:
     friend class CSubEntity;
@@ -148,8 +166,5 @@ private:
     EMeshCheck RenewSubEntities();
     EMeshCheck ReplaceLostSubMeshes();
     bool PrepareForDrawing(CRenderSystem* renderSystem);
-
-    bool m_isMeshPending = false; // it was not loaded when it was set
-    bool m_isSubMeshLost = false; // perhaps: some sub-entity lost its own since this was last looked at
 };
 } // namespace qk3d

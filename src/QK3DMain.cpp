@@ -63,7 +63,10 @@ template <class Object, class Base>
 void CreateNamed(char const* name, Base** out) {
     if (!out) return;
     *out = nullptr;
-    *out = new (std::nothrow) Object(string(name ? name : ""));
+    try {
+        *out = new Object(string(name ? name : ""));
+    } catch (std::bad_alloc const&) { // null says so
+    }
 }
 
 // What a plug-in can bring, by the type number of its record.

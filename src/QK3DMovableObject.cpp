@@ -13,7 +13,7 @@ CMovableObject::CMovableObject(string const& name)
     : m_name(name.empty() ? CGenName::GenNameByTime_ansi("", "") : name) {}
 
 CMovableObject::CMovableObject(CMovableObject const& other)
-    : m_name(other.m_name), m_transform(other.m_transform), m_visible(other.m_visible), m_transformChanged(true) {}
+    : m_visible(other.m_visible), m_transformChanged(true), m_transform(other.m_transform), m_name(other.m_name) {}
 
 CMovableObject& CMovableObject::operator=(CMovableObject const& other) {
     m_visible = other.m_visible;

@@ -106,17 +106,18 @@ protected:
     /// The object's own part of an update; `changed` tells whether the world transform was recomputed.
     virtual void _UpdateImpl(bool changed);
 
-    string m_name;
-    CSceneManager* m_creator = nullptr;              // not owned
-    CSceneManager* m_attachedSceneManager = nullptr; // not owned
-    CSceneNode* m_attachedSceneNode = nullptr;       // not owned
-    Matrix44 m_transform = Matrix44::IDENTITY;
-    Matrix44 m_worldTransform = Matrix44::IDENTITY;
+    // In the order of use: with the pointer to the virtual operations, what every frame looks at comes first.
+    CSceneNode* m_attachedSceneNode = nullptr; // not owned
+    CListenerList<CUpdateListener> m_updateListeners;
+    CLifeLine m_life;
     bool m_visible = true;
     bool m_transformChanged = false;
     bool m_worldMatrixIdentity = true;
-    CListenerList<CUpdateListener> m_updateListeners;
-    CLifeLine m_life;
+    CSceneManager* m_creator = nullptr; // not owned
+    Matrix44 m_transform = Matrix44::IDENTITY;
+    Matrix44 m_worldTransform = Matrix44::IDENTITY;
+    CSceneManager* m_attachedSceneManager = nullptr; // not owned
+    string m_name;
 
 private:
     void NotifyPerUpdate();

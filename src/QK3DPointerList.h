@@ -10,6 +10,8 @@ namespace qk3d {
 template <class T>
 class CPointerList {
 public:
+    using iterator = T* const*;
+
     CPointerList() = default;
     CPointerList(CPointerList const&) = delete;
     CPointerList& operator=(CPointerList const&) = delete;
@@ -21,8 +23,8 @@ public:
     unsigned int GetSize() const { return m_size; }
     T* operator[](std::size_t index) const { return begin()[index]; }
     T* GetBack() const { return begin()[m_size - 1]; }
-    T* const* begin() const { return m_capacity > 1 ? m_many : &m_one; }
-    T* const* end() const { return begin() + m_size; }
+    iterator begin() const { return m_capacity > 1 ? m_many : &m_one; }
+    iterator end() const { return begin() + m_size; }
 
     void Insert(std::size_t place, T* pointer) {
         if (m_size == m_capacity) Grow();

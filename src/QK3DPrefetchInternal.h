@@ -10,6 +10,9 @@ constexpr std::size_t kCacheLine = 64;
 /// How many objects before its turn one is asked for. A walk over a hundred thousand particles waits for little else.
 constexpr std::size_t kPrefetchAhead = 8;
 
+/// How much of an object in a scene a frame looks at, and of something renderable before it is drawn.
+constexpr std::size_t kObjectBytes = 4 * kCacheLine;
+
 /// A hint that `size` bytes will be read and written soon. For walks over many objects that lie about in memory; any
 /// address is fine. Does nothing where the compiler knows no such hint.
 inline void Prefetch(void const* memory, std::size_t size) {

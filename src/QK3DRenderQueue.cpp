@@ -3,12 +3,18 @@
 #include "QK3DMaterial.h"
 #include "QK3DMatrix.h"
 #include "QK3DPass.h"
+#include "QK3DPrefetchInternal.h"
 #include "QK3DRenderOperation.h"
 #include "QK3DRenderSystem.h"
 #include "QK3DRenderableObject.h"
 #include <algorithm>
 
 namespace qk3d {
+namespace {
+// How many entries before its turn one is fetched.
+constexpr std::size_t kAhead = 3;
+} // namespace
+
 CQueueRenderableCollection::CQueueRenderableCollection(QueueSortMode mode)
     : m_sortMode(mode), m_isInAddingOrder(mode != QSM_BY_PASS) {}
 CQueueRenderableCollection::~CQueueRenderableCollection() = default;
@@ -54,6 +60,7 @@ void CQueueRenderableCollection::Render(CRenderSystem* renderSystem, long long t
     for (std::size_t i = 0; !watch.IsDead() && i < m_entries.size(); ++i) {
         // A copy: drawing may draw a texture, and with it anything.
         RenderablePass const entry = GetRenderablePass(i);
+        if (i + kAhead < m_entries.size()) Prefetch(GetRenderablePass(i + kAhead).renderable, kObjectBytes);
         CLifeWatch const entryWatch(entry.renderable->m_life);
         if (entry.pass) entry.pass->PrepareForRender(renderSystem, time);
         if (entryWatch.IsDead() || !entry.renderable->PerRender(renderSystem, time)) continue;

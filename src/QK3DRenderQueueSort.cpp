@@ -1,5 +1,6 @@
 // QK3DRenderQueueSort.cpp: the order of the queue.
 #include "QK3DPass.h"
+#include "QK3DPrefetchInternal.h"
 #include "QK3DRenderQueue.h"
 #include "QK3DRenderState.h"
 #include "QK3DRenderableObject.h"
@@ -119,7 +120,8 @@ void CQueueRenderableCollection::Sort(CCamera* camera, long long time) {
     auto const size = static_cast<unsigned int>(m_entries.size());
     if (m_order.empty()) {
         unsigned int inOrder = 1;
-        while (inOrder < size && !less(inOrder, inOrder - 1)) ++inOrder;
+        for (; inOrder < size && !less(inOrder, inOrder - 1); ++inOrder)
+            if (inOrder + kPrefetchAhead < size) Prefetch(m_entries[inOrder + kPrefetchAhead].renderable, 1);
         if (inOrder >= size) return;
     }
     try {

@@ -11,7 +11,6 @@ namespace {
 // How many children before its turn one is fetched, and how much of it an update wants.
 constexpr unsigned int kAhead = 4;
 constexpr std::size_t kHotBytes = 3 * kCacheLine;
-constexpr std::size_t kObjectBytes = 4 * kCacheLine;
 } // namespace
 
 constinit CSceneNode::CWalk::Stack CSceneNode::CWalk::s_stack;

@@ -1,4 +1,5 @@
 // QK3DSubEntity.cpp: the drawable part of an entity, with a material and a transform of its own.
+#include "QK3DBlockPoolInternal.h"
 #include "QK3DEntity.h"
 #include "QK3DMain.h"
 #include "QK3DMaterial.h"
@@ -6,6 +7,13 @@
 #include "QK3DResourceSystem.h"
 
 namespace qk3d {
+namespace {
+constinit BlockPool<sizeof(CSubEntity)> subEntities;
+}
+
+void* CSubEntity::operator new(std::size_t size) { return subEntities.Take(size); }
+void CSubEntity::operator delete(void* memory, std::size_t size) noexcept { subEntities.Give(memory, size); }
+
 CSubEntity::CSubEntity(CEntity* parent) : CSubEntity(parent, nullptr) {}
 
 CSubEntity::CSubEntity(CEntity* parent, CSubMesh* subMesh) : m_parent(parent), m_subMesh(nullptr) {

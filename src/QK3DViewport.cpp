@@ -3,6 +3,7 @@
 
 #include "QK3DCamera.h"
 #include "QK3DMovableObject.h"
+#include "QK3DPrefetchInternal.h"
 #include "QK3DRenderSystem.h"
 #include "QK3DRenderTarget.h"
 #include "QK3DRenderableObject.h"
@@ -18,6 +19,12 @@ unsigned int PartOf(unsigned int size, float part) {
     if (!(value > 0)) return 0; // NaN too
     constexpr float kEnd = 4294967296.0f;
     return value < kEnd ? static_cast<unsigned int>(value) : std::numeric_limits<unsigned int>::max();
+}
+
+// Objects lie about in memory, and their turn comes soon.
+template <class Object>
+void FetchNext(std::list<Object*> const& list, typename std::list<Object*>::const_iterator next) {
+    if (next != list.end()) Prefetch(*next, kObjectBytes);
 }
 
 template <class Object>
@@ -145,10 +152,12 @@ void CViewport::_DrawSorted(CRenderSystem* renderSystem, long long time) {
         scene->GetShootedRenderableObject(*this, m_renderQueue);
     for (m_nextMovable = m_movableObjects.begin(); m_nextMovable != m_movableObjects.end();) {
         CMovableObject* const object = *m_nextMovable++;
+        FetchNext(m_movableObjects, m_nextMovable);
         if (object->IsVisible()) object->AddRenderableObjectToRenderQueue(m_renderQueue, renderSystem);
     }
     for (m_nextRenderable = m_renderableObjects.begin(); m_nextRenderable != m_renderableObjects.end();) {
         CRenderableObject* const object = *m_nextRenderable++;
+        FetchNext(m_renderableObjects, m_nextRenderable);
         if (object->IsVisible()) m_renderQueue.AddRenderableObject(object);
     }
     m_renderQueue.Sort(m_camera, time);
@@ -160,10 +169,12 @@ void CViewport::_DrawAtOnce(CRenderSystem* renderSystem, long long time) {
         scene->RenderShootedRenderableObject(*this, time);
     for (m_nextMovable = m_movableObjects.begin(); m_nextMovable != m_movableObjects.end();) {
         CMovableObject* const object = *m_nextMovable++;
+        FetchNext(m_movableObjects, m_nextMovable);
         if (object->IsVisible()) object->RenderRenderableObject(renderSystem, time);
     }
     for (m_nextRenderable = m_renderableObjects.begin(); m_nextRenderable != m_renderableObjects.end();) {
         CRenderableObject* const object = *m_nextRenderable++;
+        FetchNext(m_renderableObjects, m_nextRenderable);
         if (object->IsVisible()) object->Render(renderSystem, time);
     }
 }
