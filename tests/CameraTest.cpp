@@ -1,7 +1,5 @@
 // CameraTest.cpp: views, projections, free look, and the way between pixels and points.
-#include "QK3DCamera.h"
-#include "QK3DSceneNode.h"
-#include <functional>
+#include "QK3D.h"
 #include <gtest/gtest.h>
 #include <random>
 
@@ -29,15 +27,11 @@ protected:
 } // namespace
 
 TEST_F(Camera, KeepsTheProductOfViewAndProjection) {
-    std::function<void()> const changes[] = {[&] { m_camera.SetOrthoProjParams(8, 4, 1, 100); },
-                                             [&] { m_camera.SetViewMatrix(MatBuildTranslation(1, 2, 3)); },
-                                             [&] { m_camera.SetProjectionMatrix(Matrix44::IDENTITY); },
-                                             [&] { m_camera.Update(false); }};
-    for (auto const& change : changes) {
-        change();
-        EXPECT_EQ(m_camera.GetViewProjectionMatrix(), m_camera.GetViewMatrix() * m_camera.GetProjectionMatrix());
-    }
-    EXPECT_EQ(m_camera.GetViewMatrix(), MatBuildLookAtLH(kEye, kAt, kUp));                  // made anew
+    m_camera.SetViewMatrix(MatBuildTranslation(1, 2, 3));
+    m_camera.SetProjectionMatrix(Matrix44::IDENTITY);
+    EXPECT_EQ(m_camera.GetViewProjectionMatrix(), MatBuildTranslation(1, 2, 3));
+    m_camera.Update(false); // makes the view anew
+    EXPECT_EQ(m_camera.GetViewProjectionMatrix(), MatBuildLookAtLH(kEye, kAt, kUp));
     m_camera.SetViewParams(m_camera.GetLookAt(), m_camera.GetPosition(), m_camera.GetUp()); // its own vectors
     EXPECT_EQ(m_camera.GetPosition(), Vector4(kAt));
     EXPECT_EQ(m_camera.GetLookAt(), Vector4(kEye));
@@ -59,7 +53,6 @@ TEST_F(Camera, MovesWithItsNodeAndItsOwnTransform) {
     Matrix44 const world = MatBuildRotationY(0.5f) * MatBuildTranslation(10, 0, 0);
     Vector4 const eye = Vector4(kEye) * world, at = Vector4(kAt) * world;
     EXPECT_EQ(m_camera.GetViewMatrix(), MatBuildLookAtLH(eye, at, kUp)); // up is not turned
-    EXPECT_EQ(m_camera.GetPosition(), Vector4(kEye));
     root.DetachAllObjects();
 }
 

@@ -52,20 +52,18 @@ protected:
 
 TEST(Mesh, SubMeshesDrawWhatTheyHave) {
     CMesh mesh(nullptr, "", "mesh", true, NoLoader(), nullptr);
-    CSubMesh *shares = mesh.CreateSubMesh(true), *owns = mesh.CreateSubMesh(false);
+    CSubMesh* const sub = mesh.CreateSubMesh(false);
     CRenderOperation operation;
-    owns->GetVertexData();
-    owns->CreateIndexData();
+    sub->GetVertexData();
+    sub->CreateIndexData();
     for (unsigned int indices : {0u, 3u}) {
-        owns->GetIndexData()->SetIndexNum(indices);
-        owns->GetRenderOperation(operation);
+        sub->GetIndexData()->SetIndexNum(indices);
+        sub->GetRenderOperation(operation);
         EXPECT_EQ(operation.m_useIndices, indices > 0);
     }
-    CVertexData* const shared = mesh.CreateShareVertexData();
-    EXPECT_EQ(shares->GetVertexData(), shared);
-    owns->SetUseShareVertexData(true);
-    owns->SetUseShareVertexData(false);
-    owns->GetRenderOperation(operation);
+    sub->SetUseShareVertexData(true);
+    sub->SetUseShareVertexData(false);
+    sub->GetRenderOperation(operation);
     EXPECT_EQ(operation.m_vertexData, nullptr); // the own one went
 }
 
@@ -75,7 +73,6 @@ TEST_F(Entity, LoadsItsMeshWhenItIsNeeded) {
     m_entity.SetMesh(mesh);
     m_entity.SetVisible(false);
     EXPECT_EQ(QueueSize() + Draws(), 0u);
-    EXPECT_EQ(m_loader->loads, 0);
     for (bool const isBroken : {true, true, false}) { // tried again at each update, invisible or not
         m_loader->isBroken = isBroken;
         m_entity.Update(false);
@@ -84,16 +81,12 @@ TEST_F(Entity, LoadsItsMeshWhenItIsNeeded) {
     EXPECT_EQ(m_loader->loads, 3);
     m_entity.SetVisible(true);
     EXPECT_EQ(QueueSize(), 2u);
-    EXPECT_EQ(mesh->GetRenderSystem(), &m_device); // moved there, and so loaded once more
-    EXPECT_EQ(Draws(), 2u);
-    EXPECT_EQ(m_loader->loads, 4);
-
+    EXPECT_EQ(m_loader->loads, 4); // moved to the device
     m_entity.GetSubEntity(0)->SetVisible(false);
     EXPECT_EQ(QueueSize(), 1u);
     EXPECT_EQ(Draws(), 2u); // direct drawing does not ask
     m_entity.DestroySubEntity(2);
     m_entity.DestroySubEntity(m_entity.GetSubEntity(0));
-    EXPECT_EQ(m_entity.GetSubEntityNum(), 1u);
     EXPECT_EQ(m_entity.GetSubEntity(0)->GetMaterialName(), "m1");
     CEntity copy(m_entity);
     EXPECT_EQ(copy.GetSubEntity(0)->GetParent(), &copy);
@@ -103,8 +96,7 @@ TEST_F(Entity, SubEntitiesOutliveTheirSubMesh) {
     MeshPtr mesh = MakeMesh();
     m_entity.SetMesh(mesh);
     m_entity.Update(true);
-    CSubEntity* const first = m_entity.GetSubEntity(0);
-    CSubEntity* const second = m_entity.GetSubEntity(1);
+    CSubEntity *first = m_entity.GetSubEntity(0), *second = m_entity.GetSubEntity(1);
     m_entity._CreateSubEntity();
     second->SetSubMesh(mesh->GetSubMesh(0)); // two users of one
     mesh->DestroySubMesh(0);
@@ -122,11 +114,6 @@ TEST_F(Entity, SubEntitiesOutliveTheirSubMesh) {
     m_entity.Update(false); // all new
     EXPECT_EQ(m_entity.GetSubEntityNum(), 2u);
     EXPECT_EQ(m_entity.GetSubEntity(0)->GetSubMesh(), mesh->GetSubMesh(0));
-    CSubEntity* const kept = m_entity.GetSubEntity(0);
-    mesh->DestroySubMesh(1);
-    m_entity.SetMesh(m_entity.GetMesh()); // the same again keeps what can be kept
-    EXPECT_EQ(m_entity.GetSubEntityNum(), 1u);
-    EXPECT_EQ(m_entity.GetSubEntity(0), kept);
 
     // Moved and unloaded, then drawn through a sub-entity, which the update inside replaces.
     mesh->Unload();
@@ -153,27 +140,20 @@ TEST_F(Entity, EntitiesThatShareAMeshAllGetTheirParts) {
     EXPECT_EQ(other.GetSubEntity(0), kept); // with whatever material it has
 }
 
-TEST_F(Entity, SubEntitiesMoveOnTopOfTheEntity) {
+TEST_F(Entity, SubEntitiesMoveOnTopOfTheEntityAndLookForAMaterialWhileThereIsNone) {
     CSubEntity* const sub = m_entity._CreateSubEntity();
     sub->RotateY(0.5f);
-    Matrix44 world;
-    sub->GetWorldTransform(&world);
-    EXPECT_EQ(world, sub->GetTransform()); // an identity parent: exactly its own
     m_entity.Translation(1, 2, 3);
+    Matrix44 world;
     sub->GetWorldTransform(&world); // updates the entity on its way
     EXPECT_EQ(world, sub->GetTransform() * m_entity.GetTransform());
-}
 
-TEST_F(Entity, MaterialsAreLookedUpWhileThereIsNone) {
     MaterialPtr wood = m_resources.CreateResourceManual("CMaterial", "wood");
     wood->Load();
     CTechnique* const technique = wood->CreateTechnique();
-    CSubEntity* const sub = m_entity._CreateSubEntity();
-    sub->SetMaterialName("no such");
-    EXPECT_EQ(sub->GetTechnique(), nullptr);
-    for (char const* const name : {"wood", ""}) { // with an empty one the material stays
+    for (char const* const name : {"no such", "wood", ""}) { // with an empty one the material stays
         sub->SetMaterialName(name);
-        EXPECT_EQ(sub->GetTechnique(), technique) << name;
+        EXPECT_EQ(sub->GetTechnique(), name[0] == 'n' ? nullptr : technique) << name;
     }
 }
 
@@ -183,9 +163,7 @@ TEST_F(Entity, TheSceneMakesEntitiesWithMeshesOnly) {
     MeshPtr mesh = m_resources.CreateResourceManual("CMesh", "box");
     ResourceSharePtr paint = m_resources.CreateResourceManual("CMaterial", "paint");
     EXPECT_TRUE(scene.CreateEntity("CEntity", "box", "CMesh", "file", "box")->GetMesh() == mesh);
-    EXPECT_TRUE(scene.CreateEntity("CEntity", "bare", "CMesh", "nowhere.mesh", "")->GetMesh() == nullptr);
     EXPECT_TRUE(scene.CreateEntity("CEntity", "odd", "CMaterial", "", "paint")->GetMesh() == nullptr);
-    EXPECT_EQ(scene.CreateEntity("Unknown", "x", "CMesh", "", "box"), nullptr);
 }
 
 TEST_F(Entity, AThirdFrameAllocatesNothing) {

@@ -3,13 +3,8 @@
 #include "RecordingRenderSystem.h"
 #include "TestFiles.h"
 #include "TestRenderable.h"
-#include <algorithm>
-#include <functional>
-#include <gtest/gtest.h>
-#include <memory>
 #include <random>
 #include <set>
-#include <stdexcept>
 
 using namespace qk3d;
 
@@ -84,19 +79,18 @@ TEST_F(Queue, EqualDepthsGoByTheStatesOfThePass) {
     shared.SetStates(0, 1);
     shared.SetRenderState(many.GetRenderState());
     Technique techniques[] = {Technique({&many}), Technique({&few}), Technique({&shared}), Technique({&few})};
-    std::vector<std::unique_ptr<Thing>> things;
+    std::vector<Thing> things;
     for (int i = 0; i < 5; ++i) {
-        things.push_back(std::make_unique<Thing>(&m_log, std::to_string(i), 1 + 1e-7f * static_cast<float>(i % 2)));
-        things[i]->technique = i < 4 ? &techniques[i] : nullptr; // the fifth has no pass
-        m_queue.AddRenderableObject(things[i].get());
+        things.emplace_back(&m_log, std::to_string(i), 1 + 1e-7f * static_cast<float>(i % 2));
+        things[i].technique = i < 4 ? &techniques[i] : nullptr; // the fifth has no pass
     }
+    for (Thing& thing : things) m_queue.AddRenderableObject(&thing);
     // 4: none, 2: shared block and 1, 1 and 3: 5 states in the order of adding, 0: 6 states.
     EXPECT_EQ(Draw(), "4 /4 2 /2 1 /1 3 /3 0 /0 ");
-    EXPECT_EQ(Draw(false), "4 /4 2 /2 1 /1 3 /3 0 /0 ");
 
     few.m_isAlpha = many.m_isAlpha = true;
     m_queue.Clear();
-    for (int i : {1, 0}) m_queue.AddRenderableObject(things[i].get());
+    for (int i : {1, 0}) m_queue.AddRenderableObject(&things[i]);
     EXPECT_EQ(Draw(), "0 /0 1 /1 ");
     EXPECT_EQ(Draw(false), "1 /1 0 /0 ") << "without a camera these ascend, too";
 }
@@ -136,52 +130,30 @@ TEST(QueueCollection, NoAnswerOfADepthLosesAnEntry) {
         float GetSquaredViewDepth(CCamera*, long long) const override {
             static std::mt19937 random(3);
             float const odd[] = {NAN, INFINITY, -INFINITY, 0, 1, static_cast<float>(random())};
+            if (depth == 3 && random() % 50 == 0) throw std::runtime_error("no depth");
             return depth < 1 ? NAN : depth < 2 ? odd[random() % 6] : 1e-7f * static_cast<float>(random() % 9);
         }
     };
     CCamera camera("");
-    for (float kind : {0.0f, 1.0f, 2.0f})
-        for (std::size_t size : {1u, 7u, 8u, 9u, 16u, 17u, 100u, 1000u}) {
+    CQueueRenderableCollection collection(QSM_BACK_TO_FRONT);
+    bool isThrown = false;
+    for (float const kind : {0.0f, 1.0f, 2.0f, 3.0f})
+        for (std::size_t const size : {1u, 7u, 8u, 9u, 16u, 17u, 100u, 1000u}) {
             std::vector<Moody> things(size);
-            CQueueRenderableCollection collection(QSM_BACK_TO_FRONT);
-            std::set<CRenderableObject*> expected, sorted;
+            collection.Clear();
             for (auto& thing : things) {
                 thing.depth = kind;
                 collection.AddRenderablePass(&thing, nullptr);
-                expected.insert(&thing);
             }
-            collection.Sort(&camera, 0);
+            try {
+                collection.Sort(&camera, 0);
+            } catch (std::runtime_error const&) { isThrown = true; }
+            std::set<CRenderableObject*> sorted;
             for (std::size_t i = 0; i < size; ++i) sorted.insert(collection.GetRenderablePass(i).renderable);
-            ASSERT_EQ(sorted, expected) << kind << " " << size;
+            ASSERT_EQ(sorted.size(), size) << kind;
+            for (auto& thing : things) ASSERT_TRUE(sorted.contains(&thing));
         }
-}
-
-TEST(QueueCollection, ADepthThatThrowsLosesNoEntry) {
-    struct Thrower : Thing {
-        int* answersLeft = nullptr;
-        float GetSquaredViewDepth(CCamera*, long long) const override {
-            return --*answersLeft < 0 ? throw std::runtime_error("no depth") : depth;
-        }
-    };
-    CCamera camera("");
-    CQueueRenderableCollection collection(QSM_FRONT_TO_BACK);
-    for (int answers = 0, isThrown = 1; isThrown; ++answers) {
-        int left = answers;
-        std::vector<Thrower> things(20);
-        collection.Clear();
-        for (auto& thing : things) {
-            thing.depth = static_cast<float>(7 * (&thing - things.data()) % 20);
-            thing.answersLeft = &left;
-            collection.AddRenderablePass(&thing, nullptr);
-        }
-        isThrown = false;
-        try {
-            collection.Sort(&camera, 0);
-        } catch (std::runtime_error const&) { isThrown = true; }
-        std::set<CRenderableObject*> drawn;
-        for (std::size_t i = 0; i < 20; ++i) drawn.insert(collection.GetRenderablePass(i).renderable);
-        ASSERT_EQ(drawn.size(), 20u) << "after " << answers << " answers";
-    }
+    EXPECT_TRUE(isThrown);
 }
 
 TEST(QueueCollection, OneByPassIsAlwaysInOrder) {
@@ -212,15 +184,13 @@ TEST_F(Queue, DrawsInOrderAndLeavesOutWhatRefuses) {
     EXPECT_EQ(Draw(), "a b /b ");
     EXPECT_EQ(listener.calls, 4); // twice before and after b, never for a
 
-    // Alone with a technique of two passes, with none, and refusing.
-    Technique two({&pass, &pass});
-    for (auto const& [thing, its, draws] :
-         {std::tuple{&b, &two, 2}, {&b, static_cast<Technique*>(nullptr), 1}, {&a, &two, 0}}) {
+    Technique two({&pass, &pass}); // alone with so many passes, or with none
+    for (unsigned const draws : {2u, 1u}) {
         m_device.ResetCounts();
-        thing->technique = its;
-        thing->Render(&m_device, 0);
-        EXPECT_EQ(m_device.CountOf("SetWorldMatrix"), static_cast<unsigned>(draws));
-        EXPECT_EQ(m_device.CountOf("Render"), static_cast<unsigned>(draws));
+        b.technique = draws == 2 ? &two : nullptr;
+        for (Thing* thing : {&a, &b}) thing->Render(&m_device, 0);
+        EXPECT_EQ(m_device.CountOf("SetWorldMatrix"), draws);
+        EXPECT_EQ(m_device.CountOf("Render"), draws);
     }
 }
 

@@ -1,12 +1,7 @@
 // RenderSystemTest.cpp: the frame, the targets of a device, and what of them is active.
-#include "QK3DCamera.h"
-#include "QK3DRenderTarget.h"
-#include "QK3DRenderWindow.h"
-#include "QK3DVertexDeclaration.h"
-#include "QK3DViewport.h"
+#include "QK3D.h"
 #include "RecordingRenderSystem.h"
 #include "TestLog.h"
-#include <functional>
 #include <gtest/gtest.h>
 
 namespace {
@@ -31,8 +26,6 @@ TEST_F(RenderSystem, DrawsAFrameOverItsTargetsInOrderOfName) {
                                     "SetRenderTarget 0 a\nSetViewport null\nClearRenderTarget a #FF000000 1 0\n"
                                     "SetRenderTarget 0 b\nSetViewport null\nClearRenderTarget b #FF000000 1 0\n"
                                     "EndFrame\nPresentFrame\n");
-    EXPECT_TRUE(device.UpdateAllRenderTarget(1));
-    EXPECT_EQ(device.TakeJournal(), "BeginFrame\nEndFrame\nPresentFrame\n");
 }
 
 TEST_F(RenderSystem, BindsTargetsAndViewportsOfItsOwn) {
@@ -42,14 +35,13 @@ TEST_F(RenderSystem, BindsTargetsAndViewportsOfItsOwn) {
     CViewport* const ofB = b->AddViewport(nullptr, 0, 0u, 0u, 8u, 8u);
     device.TakeJournal();
     EXPECT_FALSE(device.SetActiveRenderTarget(0, far));
-    EXPECT_TRUE(device.SetActiveRenderTarget(0, a));
-    EXPECT_TRUE(device.SetActiveRenderTarget(0, a));
+    for (int i = 0; i < 2; ++i) EXPECT_TRUE(device.SetActiveRenderTarget(0, a));
     EXPECT_TRUE(device.SetActiveRenderTarget(2, nullptr)) << "nothing was there";
     EXPECT_FALSE(device.SetActiveViewport(ofB));
-    EXPECT_EQ(device.TakeJournal(), "SetRenderTarget 0 a\n");
     device.SetActiveRenderTarget(0, b);
     EXPECT_TRUE(device.SetActiveViewport(ofB));
-    EXPECT_EQ(device.TakeJournal(), "SetRenderTarget 0 b\nSetViewport 0 0 8 8\n") << "no camera, no matrices";
+    EXPECT_EQ(device.TakeJournal(), "SetRenderTarget 0 a\nSetRenderTarget 0 b\nSetViewport 0 0 8 8\n")
+        << "no camera, no matrices";
 
     device.Refuse("SetViewport");
     device.Refuse("SetRenderTarget");
@@ -71,14 +63,10 @@ TEST_F(RenderSystem, ForgetsWhatIsDestroyed) {
     EXPECT_EQ(device.TakeJournal(), "SetViewport null\nSetRenderTarget 0 null\nSetRenderTarget 3 null\n"
                                     "ReleaseBuffer pixel1\n")
         << "unbound while it is whole";
-    CRenderWindow* const b = MakeWindow("b");
     device.Refuse("SetRenderTarget"); // so that only the member knows of it
-    device.Refuse("SetViewport");
-    device.SetActiveRenderTarget(0, b);
-    device.SetActiveViewport(b->AddViewport(&camera, 0, 0u, 0u, 8u, 8u));
+    device.SetActiveRenderTarget(0, MakeWindow("b"));
     device.DestroyAllRenderTarget();
     EXPECT_EQ(device.GetActiveRenderTarget(0), nullptr) << "also against the will of the device";
-    EXPECT_EQ(device.GetActiveViewport(), nullptr);
 }
 
 TEST_F(RenderSystem, LetsTargetsComeAndGoDuringTheFrame) {
@@ -98,10 +86,8 @@ TEST_F(RenderSystem, LetsTargetsComeAndGoDuringTheFrame) {
     };
     for (char const* const name : {"a", "b", "c"}) MakeWindow(name)->AddUpdateListener(&listener);
     EXPECT_TRUE(device.UpdateAllRenderTarget(1));
-    EXPECT_EQ(drawn, "abd");
-    drawn.clear();
     EXPECT_TRUE(device.UpdateAllRenderTarget(2));
-    EXPECT_EQ(drawn, "aad");
+    EXPECT_EQ(drawn, "abdaad");
 }
 
 TEST_F(RenderSystem, LetsGoOfDeclarationsWhenTheyChangeOrItIsReleased) {
@@ -112,22 +98,18 @@ TEST_F(RenderSystem, LetsGoOfDeclarationsWhenTheyChangeOrItIsReleased) {
     EXPECT_EQ(released(), 0u);
     declaration.AddElement(0, VET_FLOAT2, VES_TEXCOORD);
     EXPECT_EQ(released(), 1u);
-    declaration.SetHardwareDeclaration(&device, 18);
     {
         CRecordingRenderSystem other("other");
         declaration.SetHardwareDeclaration(&other, 19);
-        EXPECT_EQ(released(), 2u);
-        log.TakeText();
     }
     EXPECT_TRUE(log.TakeText().ends_with("4 CRenderSystem::~CRenderSystem : CRenderSystem Destroy\n"));
     EXPECT_EQ(declaration.GetHardwareOwner(), nullptr);
     declaration.SetHardwareDeclaration(&device, 20);
     device.SetActiveRenderTarget(0, MakeWindow("a"));
     device.Release();
-    EXPECT_EQ(released(), 3u);
+    EXPECT_EQ(released(), 2u);
     EXPECT_EQ(declaration.GetHardwareOwner(), nullptr);
     EXPECT_EQ(device.GetActiveRenderTarget(0), nullptr);
-    EXPECT_NE(MakeWindow("a"), nullptr); // usable again
-    EXPECT_TRUE(device.UpdateAllRenderTarget(1));
+    EXPECT_NE(MakeWindow("a"), nullptr) << "usable again";
 }
 } // namespace

@@ -3,8 +3,6 @@
 #include "RecordingRenderSystem.h"
 #include "TestRenderable.h"
 #include <array>
-#include <cmath>
-#include <functional>
 #include <gtest/gtest.h>
 #include <optional>
 
@@ -12,17 +10,6 @@ namespace {
 using namespace qk3d;
 
 constexpr long long kForce = CRenderTarget::kForceUpdateTime;
-
-struct CListener : CRenderTarget::CUpdateListener {
-    std::string log;
-    std::function<void()> onPer;
-
-    void OnRenderTargetPerUpdate(CRenderTarget*, long long) override {
-        log += "per ";
-        if (onPer) onPer();
-    }
-    void OnRenderTargetPostUpdate(CRenderTarget*, long long) override { log += "post "; }
-};
 
 // Draws nothing and says when it was asked to.
 struct CThing : CTestRenderable {
@@ -48,11 +35,13 @@ struct CHolder : CMovableObject {
     std::function<void()> onAsk = [] {};
 };
 
-struct RenderTarget : ::testing::Test {
-    RenderTarget() : window(device.CreateRenderWindow("win", 800, 600, PF_A8R8G8B8, false)) {
-        window->AddUpdateListener(&listener);
-        device.TakeJournal();
+struct RenderTarget : ::testing::Test, CRenderTarget::CUpdateListener {
+    RenderTarget() { window->AddUpdateListener(this); }
+    void OnRenderTargetPerUpdate(CRenderTarget*, long long) override {
+        heard += "per ";
+        if (onPer) onPer();
     }
+    void OnRenderTargetPostUpdate(CRenderTarget*, long long) override { heard += "post "; }
     CViewport* AddViewport(int zOrder) { return window->AddViewport(&camera, zOrder, 0u, 0u, 8u, 8u); }
     // What things say in one update.
     std::string Say(long long time) {
@@ -61,42 +50,34 @@ struct RenderTarget : ::testing::Test {
     }
     bool Draws(long long time) {
         Say(time);
-        return std::exchange(listener.log, {}) == "per post ";
+        return std::exchange(heard, {}) == "per post ";
     }
 
-    CListener listener;
     CRecordingRenderSystem device;
-    CRenderWindow* window;
+    CRenderWindow* window = device.CreateRenderWindow("win", 800, 600, PF_A8R8G8B8, false);
     CCamera camera{"camera"};
-    std::string log;
+    std::function<void()> onPer;
+    std::string heard, log; // of the window, and of things
 };
 
 TEST_F(RenderTarget, DrawsOncePerTimeAndAlwaysWhenForced) {
     EXPECT_TRUE(Draws(5));
     EXPECT_FALSE(Draws(5));
     EXPECT_TRUE(Draws(kForce));
-    EXPECT_TRUE(Draws(kForce));
     EXPECT_FALSE(Draws(5)) << "a forced update leaves no record";
-    EXPECT_TRUE(Draws(-3));
     window->SetAutoUpdate(false);
-    EXPECT_TRUE(Draws(-3));
+    EXPECT_TRUE(Draws(5));
     window->SetAutoUpdate(true);
-    EXPECT_FALSE(Draws(-3));
+    EXPECT_FALSE(Draws(5));
     window->SetAutoUpdate(false); // forgets the time
     window->SetAutoUpdate(true);
-    EXPECT_TRUE(Draws(-3));
-}
-
-TEST_F(RenderTarget, ClearsFirstAndThenAsItIsTold) {
+    EXPECT_TRUE(Draws(5));
     window->SetIsClearPerUpdate(false);
-    EXPECT_TRUE(Draws(1));
     EXPECT_FALSE(Draws(kForce)) << "nothing would change";
+    device.ResetCounts();
     AddViewport(0);
-    EXPECT_TRUE(Draws(2));
-    EXPECT_EQ(device.CountOf("ClearRenderTarget"), 1u);
-    window->SetIsClearPerUpdate(true);
-    EXPECT_TRUE(Draws(3));
-    EXPECT_EQ(device.CountOf("ClearRenderTarget"), 2u);
+    EXPECT_TRUE(Draws(-2));
+    EXPECT_EQ(device.CountOf("ClearRenderTarget"), 0u);
 }
 
 TEST_F(RenderTarget, SendsOneUpdateInItsOrder) {
@@ -124,7 +105,7 @@ TEST_F(RenderTarget, PutsBackWhatWasActiveUnlessItIsOnAutoUpdate) {
     window->Update(1);
     EXPECT_EQ(device.GetActiveRenderTarget(0), other);
     EXPECT_EQ(device.GetActiveViewport(), viewport);
-    listener.onPer = [&] { device.DestroyRenderTarget("other"); };
+    onPer = [&] { device.DestroyRenderTarget("other"); };
     window->Update(2);
     EXPECT_EQ(device.GetActiveRenderTarget(0), nullptr);
     EXPECT_EQ(device.GetActiveViewport(), nullptr);
@@ -134,13 +115,11 @@ TEST_F(RenderTarget, PutsBackWhatWasActiveUnlessItIsOnAutoUpdate) {
 }
 
 TEST_F(RenderTarget, GivesOutFreeZOrdersAndNeverATakenOne) {
-    CViewport *zero = AddViewport(0), *one = AddViewport(1);
+    for (int zOrder : {0, 1}) AddViewport(zOrder);
     EXPECT_EQ(AddViewport(1), nullptr);
     CViewport* const next = AddViewport(0); // 1 is taken by hand
-    EXPECT_EQ(next->GetZOrder(), 2);
-    next->SetZOrder(9); // the key stays
-    int zOrder = 0;
-    for (CViewport* const viewport : {zero, one, next}) EXPECT_EQ(window->GetViewport(zOrder++), viewport);
+    next->SetZOrder(9);                     // the key stays
+    EXPECT_EQ(window->GetViewport(2), next);
 }
 
 TEST_F(RenderTarget, LetsViewportsGoWhileTheyAreDrawn) {
@@ -156,8 +135,6 @@ TEST_F(RenderTarget, LetsViewportsGoWhileTheyAreDrawn) {
     };
     EXPECT_EQ(Say(1), "first second second ") << "1 to its end, 2 not any more, 3 already, -3 next time";
     EXPECT_EQ(Say(2), "second second ");
-    window->RemoveAllViewport();
-    EXPECT_EQ(device.GetActiveViewport(), nullptr);
 }
 
 TEST_F(RenderTarget, DrawsOverlayItemsOverItsViewportsWhileTheyComeAndGo) {
@@ -182,14 +159,11 @@ TEST_F(RenderTarget, DrawsOverlayItemsOverItsViewportsWhileTheyComeAndGo) {
     };
     EXPECT_EQ(Say(1), "thing 0 2 3 ");
     EXPECT_EQ(Say(2), "thing 2 3 ");
-    window->RemoveAllOverlayItem();
-    EXPECT_EQ(Say(3), "thing ");
-    window->AddOverlayItem(&*items[2]);
     device.DestroyRenderTarget("win"); // and the items outlive it
 }
 
 TEST_F(RenderTarget, IsNotDrawnInsideItselfAndOutlivesItsUpdate) {
-    listener.onPer = [&] {
+    onPer = [&] {
         window->Update(99);
         device.DestroyRenderTarget("win");
         EXPECT_EQ(device.GetRenderTarget("win"), nullptr);
@@ -202,9 +176,8 @@ TEST_F(RenderTarget, IsNotDrawnInsideItselfAndOutlivesItsUpdate) {
 TEST_F(RenderTarget, TurnsFractionsOfItsSizeIntoPixels) {
     CViewport const cut(&camera, window, 0.0012f, 0.25f, 0.9999f, 1.5f, 0); // off, not rounded; beyond its end it stays
     EXPECT_EQ(cut.GetActualLeft() + cut.GetActualTop(), 0u + 150u);
-    EXPECT_EQ(cut.GetActualWidth(), 799u);
-    EXPECT_EQ(cut.GetActualHeight(), 900u);
-    CViewport const odd(&camera, window, -2.0f, std::nanf(""), 1e30f, -0.1f, 0); // no number of pixels
+    EXPECT_EQ(cut.GetActualWidth() + cut.GetActualHeight(), 799u + 900u);
+    CViewport const odd(&camera, window, -2.0f, NAN, 1e30f, -0.1f, 0); // no number of pixels
     EXPECT_EQ(odd.GetActualLeft() + odd.GetActualTop() + odd.GetActualHeight(), 0u);
     EXPECT_EQ(odd.GetActualWidth(), 0xFFFFFFFFu);
 }
@@ -223,8 +196,6 @@ TEST_F(RenderTarget, DrawsTheListsOfAViewportSortedOrAtOnce) {
     EXPECT_EQ(Say(2), "middle far near near ");
     viewport->RemoveRenderableObject(&near); // one of the two
     EXPECT_EQ(Say(3), "middle far near ");
-    viewport->SetVisible(false);
-    EXPECT_EQ(Say(4), "");
 }
 
 TEST_F(RenderTarget, LetsTheListsOfAViewportChangeWhileTheyAreWalked) {
