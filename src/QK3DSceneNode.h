@@ -153,8 +153,7 @@ private:
     bool IsPlain();
     bool IsSilentLeaf();
     CSceneNode* UpdateLeaves(unsigned int& next, bool changed);
-    static void EnterForUpdate(CWalk& walk, CSceneNode* node, bool parentChanged);
-    static void FetchBelow(CSceneNode const* sibling, CSceneNode const* second);
+    static CSceneNode* UpdateUpToNext(CWalk& walk, bool& changed);
     static bool NotifyPerUpdate(CWalk& walk, CSceneNode* node);
     static void NotifyPostUpdate(CWalk& walk, CSceneNode* node);
     bool RecomputeWorld(CSceneNode const* parent, bool parentChanged);

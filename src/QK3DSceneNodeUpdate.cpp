@@ -9,7 +9,7 @@
 namespace qk3d {
 namespace {
 // How many children before its turn one is fetched, and how much of it an update wants.
-constexpr unsigned int kAhead = 4;
+constexpr unsigned int kAhead = 8;
 constexpr std::size_t kHotBytes = 3 * kCacheLine;
 } // namespace
 
@@ -47,13 +47,47 @@ inline bool CSceneNode::RecomputeWorld(CSceneNode const* parent, bool parentChan
     return true;
 }
 
-// What lies below the next child is wanted after what lies below this one. Of the one after it just the list.
-inline void CSceneNode::FetchBelow(CSceneNode const* sibling, CSceneNode const* second) {
-    for (unsigned int i = 0; i < kAhead && i < sibling->m_children.GetSize(); ++i)
-        Prefetch(sibling->m_children[i], kHotBytes);
-    if (!second) return;
-    if (second->m_children.GetSize() > 1) Prefetch(second->m_children.begin(), kCacheLine);
-    if (!second->m_attachedObjects.IsEmpty()) Prefetch(second->m_attachedObjects[0], kObjectBytes);
+void CSceneNode::Update(bool updateChildren, bool parentChanged) {
+    CWalk walk;
+    bool changed = parentChanged;
+    for (CSceneNode* node = this; node; node = UpdateUpToNext(walk, changed)) {
+        walk.Enter(node);
+        if (!node->m_updateListeners.IsEmpty() && !NotifyPerUpdate(walk, node)) continue;
+        walk.Top().changed = node->RecomputeWorld(node->m_parent, changed);
+        walk.Top().isInObjects = !updateChildren || node->m_children.IsEmpty();
+    }
+}
+
+// Goes on with the node that the walk stands on, and with those above it, up to the next node that is to be entered.
+// `changed` says then what was decided about its parent. Null at the end of the walk.
+CSceneNode* CSceneNode::UpdateUpToNext(CWalk& walk, bool& changed) {
+    while (!walk.IsDone()) {
+        auto& top = walk.Top();
+        CSceneNode* const node = top.node;
+        if (!node) {
+            walk.Pop();
+            continue;
+        }
+        if (!top.isInObjects) {
+            if (CSceneNode* const child = node->UpdateLeaves(top.next, top.changed)) {
+                changed = top.changed;
+                if (child->IsPlain()) return child;
+                walk.CallOut();
+                child->Update(true, changed);
+                continue;
+            }
+            top.isInObjects = true;
+            top.next = 0;
+        }
+        if (top.next < node->m_attachedObjects.GetSize()) {
+            walk.CallOut();
+            node->m_attachedObjects[top.next++]->Update(top.changed);
+            continue;
+        }
+        if (!node->m_updateListeners.IsEmpty()) NotifyPostUpdate(walk, node);
+        walk.Pop();
+    }
+    return nullptr;
 }
 
 // Most nodes have nothing below them and nobody who listens: those are updated here, from the child number `next` on, with
@@ -74,50 +108,17 @@ inline CSceneNode* CSceneNode::UpdateLeaves(unsigned int& next, bool changed) {
     }
     next = at;
 
-    if (child && at < childNum) FetchBelow(children[at], at + 1 < childNum ? children[at + 1] : nullptr);
-    return child;
-}
-
-inline void CSceneNode::EnterForUpdate(CWalk& walk, CSceneNode* node, bool parentChanged) {
-    walk.Enter(node);
-    if (!node->m_updateListeners.IsEmpty() && !NotifyPerUpdate(walk, node)) return;
-    walk.Top().changed = node->RecomputeWorld(node->m_parent, parentChanged);
-    walk.Top().isInObjects = node->m_children.IsEmpty();
-}
-
-void CSceneNode::Update(bool updateChildren, bool parentChanged) {
-    CWalk walk;
-    EnterForUpdate(walk, this, parentChanged);
-    if (!updateChildren) walk.Top().isInObjects = true;
-    while (!walk.IsDone()) {
-        auto& top = walk.Top();
-        CSceneNode* const node = top.node;
-        if (!node) {
-            walk.Pop();
-            continue;
+    // What lies below the next child is wanted after what lies below this one: first its list, then its own children.
+    if (child && at < childNum) {
+        if (at + 1 < childNum) {
+            CSceneNode const* const second = children[at + 1];
+            Prefetch(second->m_children.begin(), kCacheLine);
+            if (!second->m_attachedObjects.IsEmpty()) Prefetch(second->m_attachedObjects[0], kObjectBytes);
         }
-        bool const changed = top.changed;
-        if (!top.isInObjects) {
-            if (CSceneNode* const child = node->UpdateLeaves(top.next, changed)) {
-                if (child->IsPlain()) {
-                    EnterForUpdate(walk, child, changed);
-                } else {
-                    walk.CallOut();
-                    child->Update(true, changed);
-                }
-                continue;
-            }
-            top.isInObjects = true;
-            top.next = 0;
-        }
-        if (top.next < node->m_attachedObjects.GetSize()) {
-            walk.CallOut();
-            node->m_attachedObjects[top.next++]->Update(changed);
-            continue;
-        }
-        if (!node->m_updateListeners.IsEmpty()) NotifyPostUpdate(walk, node);
-        walk.Pop();
+        CPointerList<CSceneNode> const& cousins = children[at]->m_children;
+        for (unsigned int i = 0; i < kAhead && i < cousins.GetSize(); ++i) Prefetch(cousins[i], kHotBytes);
     }
+    return child;
 }
 
 // The node stands on top of the walk. False when a listener destroyed it.
