@@ -26,17 +26,6 @@ protected:
 };
 } // namespace
 
-TEST_F(Camera, KeepsTheProductOfViewAndProjection) {
-    m_camera.SetViewMatrix(MatBuildTranslation(1, 2, 3));
-    m_camera.SetProjectionMatrix(Matrix44::IDENTITY);
-    EXPECT_EQ(m_camera.GetViewProjectionMatrix(), MatBuildTranslation(1, 2, 3));
-    m_camera.Update(false); // makes the view anew
-    EXPECT_EQ(m_camera.GetViewProjectionMatrix(), MatBuildLookAtLH(kEye, kAt, kUp));
-    m_camera.SetViewParams(m_camera.GetLookAt(), m_camera.GetPosition(), m_camera.GetUp()); // its own vectors
-    EXPECT_EQ(m_camera.GetPosition(), Vector4(kAt));
-    EXPECT_EQ(m_camera.GetLookAt(), Vector4(kEye));
-}
-
 TEST_F(Camera, FillsTheScreenInWholePixels) {
     m_camera.Set2DCameraFillScreen(10.7f, 3, 320, 240, 640, 480, 0, 0); // -(10.7 - 160) and 3 - 120, cut
     EXPECT_TRUE(

@@ -11,9 +11,6 @@ using namespace qk3d;
 namespace {
 // Makes two sub-meshes.
 struct Loader : CResourceLoader {
-    int loads = 0;
-    bool isBroken = false;
-
     bool IsSupportResourceType(string const&) override { return true; }
     bool LoadResource(CResource* resource) override {
         ++loads;
@@ -21,6 +18,9 @@ struct Loader : CResourceLoader {
             if (!isBroken) static_cast<CMesh*>(resource)->CreateSubMesh(true)->SetMaterialName(material);
         return !isBroken;
     }
+
+    int loads = 0;
+    bool isBroken = false;
 };
 
 using MeshPtr = _ResourceSharePtr<CMesh>;
@@ -155,15 +155,6 @@ TEST_F(Entity, SubEntitiesMoveOnTopOfTheEntityAndLookForAMaterialWhileThereIsNon
         sub->SetMaterialName(name);
         EXPECT_EQ(sub->GetTechnique(), name[0] == 'n' ? nullptr : technique) << name;
     }
-}
-
-TEST_F(Entity, TheSceneMakesEntitiesWithMeshesOnly) {
-    CQK3DMain::GetQK3DMain(); // registers "CEntity"
-    CSceneManager scene("scene");
-    MeshPtr mesh = m_resources.CreateResourceManual("CMesh", "box");
-    ResourceSharePtr paint = m_resources.CreateResourceManual("CMaterial", "paint");
-    EXPECT_TRUE(scene.CreateEntity("CEntity", "box", "CMesh", "file", "box")->GetMesh() == mesh);
-    EXPECT_TRUE(scene.CreateEntity("CEntity", "odd", "CMaterial", "", "paint")->GetMesh() == nullptr);
 }
 
 TEST_F(Entity, AThirdFrameAllocatesNothing) {

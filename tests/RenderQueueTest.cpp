@@ -156,19 +156,6 @@ TEST(QueueCollection, NoAnswerOfADepthLosesAnEntry) {
     EXPECT_TRUE(isThrown);
 }
 
-TEST(QueueCollection, OneByPassIsAlwaysInOrder) {
-    CQueueRenderableCollection collection(QSM_BY_PASS);
-    Pass few, many;
-    few.SetStates(1, 0);
-    many.SetStates(2, 0);
-    std::vector<Thing> things(4);
-    for (int i = 0; i < 4; ++i) collection.AddRenderablePass(&things[i], i % 2 ? &many : &few);
-    collection.AddRenderablePass(nullptr, &few);
-    collection.Sort(nullptr, 0);
-    int const expected[] = {3, 1, 2, 0}; // most states first, the later first
-    for (int i = 0; i < 4; ++i) EXPECT_EQ(collection.GetRenderablePass(i).renderable, &things[expected[i]]) << i;
-}
-
 TEST_F(Queue, DrawsInOrderAndLeavesOutWhatRefuses) {
     Pass pass;
     Technique technique({&pass});
@@ -216,8 +203,7 @@ TEST_F(Queue, SurvivesWhatHappensWhileItDraws) {
 
     auto queue = std::make_unique<CRenderQueue>();
     a.onDraw = [&] { queue.reset(); };
-    queue->AddRenderableObject(&a);
-    queue->AddRenderableObject(&b);
+    for (Thing* thing : {&a, &b}) queue->AddRenderableObject(thing);
     m_log.clear();
     queue->Render(&m_device, 0);
     EXPECT_EQ(m_log, "a /a ");

