@@ -1,10 +1,6 @@
 // GLTestDevice.cpp: starts the plug-in for tests and draws simple things.
 #include "GLTestDevice.h"
 
-#include "QK3DMain.h"
-#include "QK3DMatrix.h"
-#include "QK3DResourceSystem.h"
-#include "QKLog.h"
 #include "TestFiles.h"
 
 #include <bit>
@@ -17,16 +13,11 @@ using namespace qk3d;
 namespace {
 std::string g_options; // of the plug-in that is loaded; empty while none is
 
-std::vector<std::string>& Errors() {
-    static std::vector<std::string> errors;
-    return errors;
-}
+std::vector<std::string> g_errors;
 
 void Listen(qklib::LogRecord const& record, void*) {
-    if (record.level == qklib::LOG_ERROR)
-        Errors().push_back(record.message);
-    else if (record.level == qklib::LOG_WARNING)
-        std::fprintf(stderr, "warning: %s\n", record.message.c_str());
+    if (record.level == qklib::LOG_ERROR) g_errors.push_back(record.message);
+    if (record.level == qklib::LOG_WARNING) std::fprintf(stderr, "warning: %s\n", record.message.c_str());
 }
 
 constexpr char kPluginName[] = "QK3DGL.so";
@@ -162,14 +153,10 @@ void GLTest::Stop() {
     g_options.clear();
 }
 
-void GLTest::ForgetPlugin() { g_options.clear(); }
-
 void GLTest::TearDownTestSuite() {
     CQK3DMain::GetQK3DMain().Clear(); // plug-ins go last there, after whatever holds objects of theirs
-    ForgetPlugin();
+    g_options.clear();
 }
-
-void GLTest::SetUp() { RestartWith(kHeadless); }
 
 void GLTest::TearDown() {
     DropSystem();
@@ -209,10 +196,10 @@ bool GLTest::Call(char const* command, std::string const& json, Json::Value* out
     return m_system->UnusualCall(command, &in, out);
 }
 
-std::uint64_t GLTest::Statistic(char const* name) {
+unsigned GLTest::Statistic(char const* name) {
     Json::Value out;
     EXPECT_TRUE(Call("GetStatistics", "{}", &out));
-    return out[name].asUInt64();
+    return out[name].asUInt();
 }
 
 void GLTest::Activate(CRenderTarget& target) {
@@ -221,8 +208,7 @@ void GLTest::Activate(CRenderTarget& target) {
 }
 
 void GLTest::Clear(std::uint32_t argb) {
-    CRenderTarget* const target = m_system->GetActiveRenderTarget(0);
-    target->SetBackgroundColor(color(argb));
+    m_system->GetActiveRenderTarget(0)->SetBackgroundColor(color(argb));
     m_system->ClearRenderTarget();
 }
 
@@ -248,4 +234,4 @@ _ResourceSharePtr<CTexture> GLTest::MakeTargetTexture(std::string const& name, u
     return texture;
 }
 
-std::vector<std::string> GLTest::TakeErrors() { return std::exchange(Errors(), {}); }
+std::vector<std::string> GLTest::TakeErrors() { return std::exchange(g_errors, {}); }

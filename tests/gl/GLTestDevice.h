@@ -3,18 +3,7 @@
 
 #include "Picture.h"
 
-#include "QK3DHardwareBufferManager.h"
-#include "QK3DRenderOperation.h"
-#include "QK3DRenderSystem.h"
-#include "QK3DRenderTarget.h"
-#include "QK3DRenderTexture.h"
-#include "QK3DRenderWindow.h"
-#include "QK3DTexture.h"
-
-#include <json/value.h>
-#include <memory>
-#include <string>
-#include <vector>
+#include "QK3D.h"
 
 #include <gtest/gtest.h>
 
@@ -93,6 +82,8 @@ std::vector<SpaceVertex> SpaceQuad(float left, float top, float right, float bot
 class GLTest : public testing::Test {
 public:
     static constexpr int kSize = 64;
+    static constexpr std::uint32_t kBlack = 0xFF000000, kWhite = 0xFFFFFFFF, kRed = 0xFFFF0000, kGreen = 0xFF00FF00,
+                                   kBlue = 0xFF0000FF;
 
     /// Loads the plug-in with such options; unloads one that is loaded with others. `Stop` unloads it and clears the
     /// engine.
@@ -100,12 +91,11 @@ public:
     static bool Start(std::string const& options = kHeadless);
     static void Stop();
 
-    /// For a test that took the plug-in down by other means.
-    static void ForgetPlugin();
-
 protected:
-    void SetUp() override;
+    void SetUp() override { RestartWith(kHeadless); }
     void TearDown() override;
+
+    /// Unloads the plug-in with everything else.
     static void TearDownTestSuite();
 
     /// A render system with a screen, in the state told above.
@@ -121,10 +111,13 @@ protected:
     void Clear(std::uint32_t argb = 0xFF000000);
     Picture Read() { return ReadTarget(*m_screen); }
     std::uint32_t ReadAt(unsigned x, unsigned y) { return Read().At(x, y); }
+    testing::AssertionResult IsAll(std::uint32_t colour, int tolerance = 0) {
+        return Matches(Read(), Picture(kSize, kSize, colour), {tolerance, 0});
+    }
 
     /// UnusualCall with an input given as JSON text, and one number of "GetStatistics".
     bool Call(char const* command, std::string const& json = "{}", Json::Value* out = nullptr);
-    std::uint64_t Statistic(char const* name);
+    unsigned Statistic(char const* name);
 
     /// What makes the device forget everything, and remember.
     bool LoseAndRestore() { return Call("LoseDevice") && m_system->Restore(); }
@@ -149,7 +142,7 @@ protected:
                                                               unsigned usage = qk3d::CTexture::TU_RENDERTARGET);
 
     /// Lines of level error since the last call.
-    std::vector<std::string> TakeErrors();
+    static std::vector<std::string> TakeErrors();
 
     qk3d::CRenderSystem* m_system = nullptr; // the engine's
     qk3d::CRenderWindow* m_screen = nullptr; // the system's
