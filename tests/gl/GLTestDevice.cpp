@@ -134,8 +134,6 @@ std::vector<SpaceVertex> SpaceQuad(float left, float top, float right, float bot
     return corners;
 }
 
-unsigned long FloatBits(float value) { return std::bit_cast<std::uint32_t>(value); }
-
 bool GLTest::Start(std::string const& options) {
     qklib::CLoger::SetSink(&Listen, nullptr);
     if (g_options == options) return true;

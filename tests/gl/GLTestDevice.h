@@ -149,7 +149,7 @@ protected:
 };
 
 /// Bits of a float as a state value.
-unsigned long FloatBits(float value);
+inline std::uint32_t FloatBits(float value) { return std::bit_cast<std::uint32_t>(value); }
 
 /// A number as a value of a texture stage state.
 inline void* StageValue(std::uintptr_t value) { return reinterpret_cast<void*>(value); }

@@ -8,6 +8,7 @@
 #include <cstring>
 #include <fstream>
 #include <iterator>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -37,6 +38,13 @@ struct Picture {
             for (unsigned x = 0; x < other.width; ++x) At(left + x, top + y) = other.At(x, y);
     }
 };
+
+inline Picture Noise(unsigned width, unsigned height, std::uint32_t seed = 1) {
+    Picture picture(width, height);
+    std::mt19937 random(seed);
+    for (auto& pixel : picture.pixels) pixel = static_cast<std::uint32_t>(random());
+    return picture;
+}
 
 inline std::vector<std::uint8_t> MakePng(Picture const& picture) {
     std::vector<std::uint8_t> file;
