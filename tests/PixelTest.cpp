@@ -2,7 +2,6 @@
 #include "../src/QK3DScalePixelboxInternal.h"
 #include "QK3DPixelBox.h"
 #include "TestLog.h"
-#include <cstdlib>
 #include <cstring>
 #include <gtest/gtest.h>
 #include <limits>
@@ -14,12 +13,6 @@ using namespace qk3d;
 
 using Bytes = std::vector<unsigned char>;
 
-std::mt19937 MakeRandom() {
-    unsigned int const seed = std::random_device{}();
-    std::printf("seed %u\n", seed);
-    return std::mt19937(seed);
-}
-
 // A block of random pixels with some room behind each row, so that a walk by the wrong pitch is seen.
 struct Image {
     Image(std::mt19937& random, int width, int height, EPixelFormat format, unsigned int room = 5)
@@ -28,7 +21,8 @@ struct Image {
               0),
           bytes(static_cast<std::size_t>(height) * box.m_rowPitch) {
         bool const isExtreme = random() % 2; // 255 times a weight of 256 is where a lane of a vector is full
-        for (unsigned char& byte : bytes) byte = static_cast<unsigned char>(isExtreme ? random() % 8 ? 255 : 0 : random());
+        for (unsigned char& byte : bytes)
+            byte = static_cast<unsigned char>(isExtreme ? random() % 8 ? 255 : 0 : random());
         box.m_data = bytes.data();
     }
     unsigned char* At(long long x, long long y) {
@@ -75,14 +69,19 @@ TEST(PixelFormat, IsReadFromScriptsAndRefusedPastTheTable) {
 }
 
 TEST(Scale, EqualsItsTwinForEveryFormatAndSize) {
-    std::mt19937 random = MakeRandom();
-    EPixelFormat const formats[] = {PF_A8R8G8B8, PF_X8B8G8R8,    PF_L8,           PF_R5G6B5, PF_R8G8B8, PF_A2R10G10B10,
-                                    PF_B8G8R8A8, PF_FLOAT16_RGB, PF_FLOAT32_RGBA, PF_SHORT_RGBA};
+    unsigned int const seed = std::random_device{}();
+    std::mt19937 random(seed);
+    EPixelFormat const formats[] = {PF_A8R8G8B8,    PF_X8B8G8R8, PF_L8,          PF_R5G6B5,       PF_R8G8B8,
+                                    PF_A2R10G10B10, PF_B8G8R8A8, PF_FLOAT16_RGB, PF_FLOAT32_RGBA, PF_SHORT_RGBA};
     for (int round = 0; round < 600; ++round) {
         EPixelFormat const format = formats[random() % std::size(formats)];
-        auto const side = [&] { return 1 + static_cast<int>(random() % (random() % 4 ? 9 : 90)); };
-        Image source(random, side(), side(), format, random() % 7);
-        Image dest(random, side(), side(), format, random() % 7);
+        int sides[] = {0, 0, 0, 0};
+        for (int& side : sides) side = 1 + static_cast<int>(random() % (random() % 4 ? 9 : 90));
+        // Positions grow a little too fast, by rule; from one pixel to very many they would leave the source. And a width
+        // may not fit 16.16.
+        if (round < 20) sides[round % 2 * 2] = 70000;
+        Image source(random, sides[2], sides[3], format, random() % 7);
+        Image dest(random, sides[0], sides[1], format, random() % 7);
         EScaleMode const mode = random() % 3 ? SM_BILINEAR : SM_POINT;
         Image expected = dest;
         expected.box.m_data = expected.bytes.data();
@@ -91,29 +90,16 @@ TEST(Scale, EqualsItsTwinForEveryFormatAndSize) {
                             GetPixelFormatBytes(format) == 4 && source.box.width > 1 && source.box.height > 1;
         ScaleSlowly(source, expected, blends && !isSame);
         ScalePixelbox(source.box, dest.box, mode);
-        ASSERT_EQ(dest.bytes, expected.bytes) << GetPixelFormatInfo(format)->name << " " << source.box.width << "x"
-                                              << source.box.height << " to " << dest.box.width << "x"
-                                              << dest.box.height << " mode " << mode;
+        ASSERT_TRUE(dest.bytes == expected.bytes)
+            << "seed " << seed << ", round " << round << ": " << GetPixelFormatInfo(format)->name << " "
+            << source.box.width << "x" << source.box.height << " to " << dest.box.width << "x" << dest.box.height
+            << " mode " << mode;
     }
 }
 
-TEST(Scale, StaysInItsRowsForFarEnlargements) {
-    // Positions grow a little too fast, by rule; from one pixel to very many they would leave the source.
-    std::mt19937 random = MakeRandom();
-    Image source(random, 1, 1, PF_L8, 0);
-    Image dest(random, 70000, 1, PF_L8, 0);
-    ScalePixelbox(source.box, dest.box, SM_POINT);
-    EXPECT_EQ(dest.bytes, Bytes(70000, source.bytes[0]));
-
-    Image wide(random, 70000, 2, PF_L8, 0); // a width that does not fit 16.16
-    Image narrow(random, 2, 1, PF_L8, 0);
-    ScalePixelbox(wide.box, narrow.box, SM_POINT);
-    EXPECT_EQ(narrow.bytes[1], wide.bytes[35000]);
-}
-
 TEST(Scale, LeavesTheDestinationAloneWhereNothingFits) {
-    std::mt19937 random = MakeRandom();
-    void (*const changes[])(CPixelBox& source, CPixelBox& dest) = {
+    std::mt19937 random(1);
+    void (*const changes[])(CPixelBox & source, CPixelBox & dest) = {
         [](CPixelBox&, CPixelBox& dest) { dest.m_format = PF_A8B8G8R8; },
         [](CPixelBox& source, CPixelBox&) { source.m_data = nullptr; },
         [](CPixelBox& source, CPixelBox&) { source.height = -3; },
