@@ -86,6 +86,7 @@ public:
     void GetWorldTransform(Matrix44* out) const override { *out = Matrix44::IDENTITY; }
     float GetSquaredViewDepth(CCamera*, long long) const override { return m_depth; }
     void GetRenderOperation(CRenderOperation& out) const override { m_shape->GetRenderOperation(out); }
+    void SetDepth(float depth) { m_depth = depth; }
 
 private:
     CMaterial* m_material;
@@ -93,7 +94,8 @@ private:
     float m_depth;
 };
 
-void Sorted(benchmark::State& state) {
+// With `isNew`, each frame brings other depths in an order of no kinship with the last one.
+void Sorted(benchmark::State& state, bool isNew) {
     bench::Stage stage;
     auto const mesh = stage.MakeBox();
     std::vector<_ResourceSharePtr<CMaterial>> materials;
@@ -108,7 +110,13 @@ void Sorted(benchmark::State& state) {
 
     CQueueRenderableCollection queue(QSM_BACK_TO_FRONT);
     CCamera* const camera = stage.GetScene().GetCamera("camera");
+    std::uint32_t depth = 1;
     bench::Measure(state, [&] {
+        for (auto const& object : objects) {
+            if (!isNew) break;
+            depth = depth * 1'664'525u + 1'013'904'223u; // any numbers without an order will do
+            object->SetDepth(static_cast<float>(depth >> 8));
+        }
         queue.Clear();
         for (auto const& object : objects) {
             queue.AddRenderablePass(object.get(), object->GetTechnique()->GetPass(0));
@@ -132,5 +140,6 @@ void Sizes(benchmark::internal::Benchmark* workload) {
 BENCHMARK_CAPTURE(Entities, opaque, true)->Name("frame/opaque")->Apply(Sizes);
 BENCHMARK_CAPTURE(Entities, direct, false)->Name("frame/direct")->Apply(Sizes);
 BENCHMARK(Calls)->Name("frame/calls")->Arg(10'000)->Unit(benchmark::kMicrosecond);
-BENCHMARK(Sorted)->Name("frame/sorted")->Apply(Sizes);
+BENCHMARK_CAPTURE(Sorted, sorted, false)->Name("frame/sorted")->Apply(Sizes);
+BENCHMARK_CAPTURE(Sorted, resorted, true)->Name("frame/resorted")->Apply(Sizes);
 } // namespace

@@ -65,6 +65,10 @@ public:
 
 private:
     class CLess;
+    struct SortItem {
+        CRenderableObject* renderable;
+        unsigned int place; // in m_entries
+    };
 
     void InsertInOrder(unsigned int entry);
     void GuessOrder();
@@ -73,7 +77,8 @@ private:
     bool m_isInAddingOrder = true;
     std::vector<RenderablePass> m_entries;
     std::vector<unsigned int> m_order; // places in m_entries, in the order of drawing; else what the last sort came to
-    std::vector<unsigned int> m_scratch; // of the sort
+    std::vector<SortItem> m_items;     // these two are of the sort
+    std::vector<SortItem> m_scratch;
     CLifeLine m_life;
 };
 

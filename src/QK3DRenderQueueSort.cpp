@@ -33,14 +33,14 @@ int CompareStates(RenderablePass const& a, RenderablePass const& b) {
 }
 
 // Sorts what `less` may be wrong about: every loop is bounded by places alone. In order already costs one comparison a run.
-template <class Less>
-void MergeSort(std::vector<unsigned int>& items, std::vector<unsigned int>& scratch, Less const& less) {
+template <class Item, class Less>
+void MergeSort(std::vector<Item>& items, std::vector<Item>& scratch, Less const& less) {
     constexpr std::size_t kRun = 8;
     std::size_t const size = items.size();
     for (std::size_t begin = 0; begin < size; begin += kRun) {
         std::size_t const end = std::min(begin + kRun, size);
         for (std::size_t i = begin + 1; i < end; ++i) {
-            unsigned int const item = items[i];
+            Item const item = items[i];
             std::size_t hole = i;
             for (; hole > begin && less(item, items[hole - 1]); --hole) items[hole] = items[hole - 1];
             items[hole] = item;
@@ -83,18 +83,15 @@ public:
           m_sort(++sorts),
           m_isAscending(collection.m_sortMode == QSM_FRONT_TO_BACK) {}
 
-    bool operator()(unsigned int a, unsigned int b) const {
-        if (!m_camera) return IsPassBefore(a, b, true);
-        float const da = GetDepth(a), db = GetDepth(b);
+    bool operator()(SortItem const& a, SortItem const& b) const {
+        if (!m_camera) return IsPassBefore(a.place, b.place, true);
+        float const da = a.renderable->GetSquaredViewDepth(m_camera, m_time);
+        float const db = b.renderable->GetSquaredViewDepth(m_camera, m_time);
         if (std::fabs(db - da) > kDepthTolerance) return m_isAscending ? da < db : da > db;
-        return IsPassBefore(a, b, m_isAscending);
+        return IsPassBefore(a.place, b.place, m_isAscending);
     }
 
 private:
-    float GetDepth(unsigned int entry) const {
-        return m_entries[entry].renderable->GetSquaredViewDepth(m_camera, m_time);
-    }
-
     bool IsPassBefore(unsigned int a, unsigned int b, bool isAscending) const {
         int order = ComparePasses(m_entries[a].pass, m_entries[b].pass, [this](CPass const& pass) {
             if (pass.m_sort != m_sort) {
@@ -118,21 +115,21 @@ void CQueueRenderableCollection::Sort(CCamera* camera, long long time) {
     if (m_sortMode == QSM_BY_PASS) return; // in order already
     CLess const less(*this, camera, time);
     auto const size = static_cast<unsigned int>(m_entries.size());
+    auto const item = [this](unsigned int place) { return SortItem{m_entries[place].renderable, place}; };
     if (m_order.empty()) {
         unsigned int inOrder = 1;
-        for (; inOrder < size && !less(inOrder, inOrder - 1); ++inOrder)
+        for (; inOrder < size && !less(item(inOrder), item(inOrder - 1)); ++inOrder)
             if (inOrder + kPrefetchAhead < size) Prefetch(m_entries[inOrder + kPrefetchAhead].renderable, 1);
         if (inOrder >= size) return;
     }
-    try {
-        GuessOrder();
-        MergeSort(m_order, m_scratch, less);
-        m_isInAddingOrder = false;
-    } catch (...) { // half sorted, some entries may be missing from it
-        m_isInAddingOrder = true;
-        m_order.clear();
-        throw;
-    }
+    GuessOrder();
+    m_items.clear();
+    for (unsigned int const place : m_order) m_items.push_back(item(place));
+    MergeSort(m_items, m_scratch, less);
+    // Only now: a depth that throws leaves the order whole.
+    std::transform(m_items.begin(), m_items.end(), m_order.begin(),
+                   [](SortItem const& sorted) { return sorted.place; });
+    m_isInAddingOrder = false;
 }
 
 // The order of the last sort, less the places that are no more; those it did not have come last.

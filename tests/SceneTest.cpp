@@ -1,6 +1,9 @@
 // SceneTest.cpp: listener lists, movable objects, the node tree and the scene manager.
+#include "AllocationCount.h"
 #include "QK3D.h"
 #include <gtest/gtest.h>
+#include <iterator>
+#include <map>
 #include <random>
 
 using namespace qk3d;
@@ -245,4 +248,30 @@ TEST_F(Scene, TreesMayBeDeepAndGoInAnyOrder) {
     std::mt19937 random(1);
     for (int i = 0; i < 100000; i += 1 + static_cast<int>(random() % 3)) m_scene.DestroySceneNode(std::to_string(i));
     m_scene.UpdateScene();
+}
+
+TEST(SceneMemory, NodesThatComeAndGoShareNoMemoryAndLeaveNone) {
+    unsigned int const seed = std::random_device()();
+    SCOPED_TRACE(seed);
+    std::mt19937 random(seed);
+    std::map<CSceneNode*, std::string> nodes;
+    long long const before = AllocationCount::GetLive();
+    for (int i = 0; i < 5000; ++i) {
+        if (nodes.size() < random() % 300) {
+            std::string const name = std::to_string(i);
+            auto const [node, isNew] = nodes.emplace(new CSceneNode(name, nullptr), name);
+            ASSERT_TRUE(isNew);
+            bool const isFirst = node == nodes.begin(), isLast = std::next(node) == nodes.end();
+            ASSERT_TRUE(isFirst || std::prev(node)->first + 1 <= node->first);
+            ASSERT_TRUE(isLast || node->first + 1 <= std::next(node)->first);
+        } else if (!nodes.empty()) {
+            auto const node = std::next(nodes.begin(), static_cast<std::ptrdiff_t>(random() % nodes.size()));
+            ASSERT_EQ(node->first->GetName(), node->second);
+            delete node->first;
+            nodes.erase(node);
+        }
+    }
+    for (auto const& node : nodes) delete node.first;
+    nodes.clear();
+    EXPECT_EQ(AllocationCount::GetLive(), before);
 }
