@@ -48,6 +48,7 @@
 #include "QK3DPlane.h"
 #include "QK3DPlugin.h"
 #include "QK3DPluginManager.h"
+#include "QK3DPointerList.h"
 #include "QK3DQuaternion.h"
 #include "QK3DRandom.h"
 #include "QK3DRenderOperation.h"
