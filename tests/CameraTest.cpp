@@ -8,11 +8,8 @@ using namespace qk3d;
 namespace {
 Vector3 const kEye(1, 2, -5), kAt(1, 2, 3), kUp(0, 1, 0);
 
-::testing::AssertionResult Near(Matrix44 const& a, Matrix44 const& b, float bound = 1e-5f) {
-    for (int i = 0; i < 16; ++i)
-        if (!(std::fabs(a[i] - b[i]) <= bound))
-            return ::testing::AssertionFailure() << "element " << i << ": " << a[i] << " and " << b[i];
-    return ::testing::AssertionSuccess();
+bool Near(Matrix44 const& a, Matrix44 const& b) {
+    return std::equal(a.m, std::end(a.m), b.m, [](float x, float y) { return std::fabs(x - y) <= 1e-5f; });
 }
 
 // 640 by 480, looking along z.

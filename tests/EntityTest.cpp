@@ -50,23 +50,6 @@ protected:
 };
 } // namespace
 
-TEST(Mesh, SubMeshesDrawWhatTheyHave) {
-    CMesh mesh(nullptr, "", "mesh", true, NoLoader(), nullptr);
-    CSubMesh* const sub = mesh.CreateSubMesh(false);
-    CRenderOperation operation;
-    sub->GetVertexData();
-    sub->CreateIndexData();
-    for (unsigned int indices : {0u, 3u}) {
-        sub->GetIndexData()->SetIndexNum(indices);
-        sub->GetRenderOperation(operation);
-        EXPECT_EQ(operation.m_useIndices, indices > 0);
-    }
-    sub->SetUseShareVertexData(true);
-    sub->SetUseShareVertexData(false);
-    sub->GetRenderOperation(operation);
-    EXPECT_EQ(operation.m_vertexData, nullptr); // the own one went
-}
-
 TEST_F(Entity, LoadsItsMeshWhenItIsNeeded) {
     EXPECT_EQ(QueueSize(), 0u); // no mesh
     MeshPtr mesh = MakeMesh();

@@ -26,11 +26,8 @@ protected:
 };
 
 template <class Matrix>
-::testing::AssertionResult Near(Matrix const& a, Matrix const& b, float bound) {
-    for (std::size_t i = 0; i < std::size(a.m); ++i)
-        if (!(std::fabs(a.m[i] - b.m[i]) <= bound))
-            return ::testing::AssertionFailure() << "element " << i << ": " << a.m[i] << " and " << b.m[i];
-    return ::testing::AssertionSuccess();
+bool Near(Matrix const& a, Matrix const& b, float bound) {
+    return std::equal(a.m, std::end(a.m), b.m, [bound](float x, float y) { return std::fabs(x - y) <= bound; });
 }
 
 bool Near(Vector3 const& a, Vector3 const& b, float bound) { return (a - b).Length() <= bound; }
@@ -92,10 +89,7 @@ TEST_F(Twin, InverseTakesTheTransformBack) {
     }
 }
 
-TEST(MathProducts, DeterminantAndInverseLookAtTheUpperLeftOnly) {
-    Matrix44 m = Matrix44::IDENTITY;
-    m[15] = 5;
-    EXPECT_EQ(m.Determinant(), 1);
+TEST(MathProducts, OnlyWhatHasAVolumeIsInverted) {
     Matrix44 flat = MatBuildScale(1, 0, 1) * MatBuildTranslation(1, 2, 3);
     EXPECT_TRUE(flat.Invert().IsIdentity());
     float const threshold = 1.1920929e-7f; // exactly there it is still inverted

