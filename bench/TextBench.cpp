@@ -112,6 +112,16 @@ void Copy(benchmark::State& state) {
     Bytes(state, text.size());
 }
 
+// What no way of widening can do without: the bytes of the wide text, written.
+void Fill(benchmark::State& state) {
+    wstring out(kBytes, L'\0');
+    for (auto _ : state) {
+        std::memset(out.data(), 1, out.size() * sizeof out[0]);
+        benchmark::ClobberMemory();
+    }
+    Bytes(state, kBytes);
+}
+
 BENCHMARK_CAPTURE(ToWide, whole, true)->Name("text/to-wide/whole");
 BENCHMARK(ToWideInPieces)->Name("text/to-wide/pieces");
 BENCHMARK(ToNarrow)->Name("text/to-narrow/whole");
@@ -122,4 +132,5 @@ BENCHMARK_CAPTURE(OfLibrary, narrowWhole, true, false)->Name("text/iconv/narrow/
 BENCHMARK_CAPTURE(OfLibrary, narrowPieces, true, true)->Name("text/iconv/narrow/pieces");
 BENCHMARK_CAPTURE(ToWide, ascii, false)->Name("text/ascii");
 BENCHMARK(Copy)->Name("text/memcpy");
+BENCHMARK(Fill)->Name("text/memset-wide");
 } // namespace

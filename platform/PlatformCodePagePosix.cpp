@@ -184,7 +184,8 @@ bool CodePageToUtf16(std::string const& text, std::wstring& out) {
     CodePageTables const& tables = Tables();
     auto at = reinterpret_cast<unsigned char const*>(text.data());
     auto const end = at + text.size();
-    if (CountAscii(at, end) == end - at) { // a string made from a range is written once, in place
+    // A string made from a range is written once, in place. The first test is one that mixed text passes hardly ever.
+    if (end - at >= 32 && IsAscii32(at) && CountAscii(at, end) == end - at) {
         out = std::wstring(at, end);
         return true;
     }

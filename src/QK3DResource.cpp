@@ -3,6 +3,7 @@
 
 #include "QK3DFileSystem.h"
 #include "QK3DGenName.h"
+#include "QK3DResourceHoldInternal.h"
 #include "QK3DResourceManager.h"
 #include <cstdlib>
 #include <cstring>
@@ -14,8 +15,8 @@ namespace {
 // another one.
 class HookRun {
 public:
-    HookRun(bool& isInHook, ELoadingState& state, ELoadingState onFailure)
-        : m_isInHook(isInHook), m_state(state), m_outcome(onFailure) {
+    HookRun(CResource* resource, bool& isInHook, ELoadingState& state, ELoadingState onFailure)
+        : m_hold(resource), m_isInHook(isInHook), m_state(state), m_outcome(onFailure) {
         m_isInHook = true;
     }
     HookRun(HookRun const&) = delete;
@@ -31,6 +32,7 @@ public:
     }
 
 private:
+    CResourceHold m_hold; // first to come, last to go
     bool& m_isInHook;
     ELoadingState& m_state;
     ELoadingState m_outcome;
@@ -80,7 +82,7 @@ bool CResource::Prepare() {
     if (m_loadingState != LOADSTATE_UNPREPARED) return true;
     if (m_isInHook) return false;
 
-    HookRun run(m_isInHook, m_loadingState, LOADSTATE_UNPREPARED);
+    HookRun run(this, m_isInHook, m_loadingState, LOADSTATE_UNPREPARED);
     CSharePtr<CResourceLoader> loader = m_loader; // held: it may be replaced from inside its own call
     if (m_isManual && !loader.IsNull() && loader->PrepareResource(this)) return run.Succeed(LOADSTATE_PREPARED);
     return _PrepareImpl() && run.Succeed(LOADSTATE_PREPARED);
@@ -89,21 +91,23 @@ bool CResource::Prepare() {
 bool CResource::UnPrepare() {
     if (m_loadingState == LOADSTATE_UNPREPARED) return true;
     if (m_isInHook) return false;
+    CResourceHold const hold(this);
     if (m_loadingState == LOADSTATE_LOADED && !Unload()) return false;
 
-    HookRun run(m_isInHook, m_loadingState, LOADSTATE_PREPARED);
+    HookRun run(this, m_isInHook, m_loadingState, LOADSTATE_PREPARED);
     return _UnPrepareImpl() && run.Succeed(LOADSTATE_UNPREPARED);
 }
 
 bool CResource::Load(bool) {
     if (m_loadingState == LOADSTATE_LOADED) return true;
+    CResourceHold const hold(this);
     if (m_isInHook || !Prepare()) return false;
     if (m_isManual) {
         m_loadingState = LOADSTATE_LOADED;
         return true;
     }
 
-    HookRun run(m_isInHook, m_loadingState, LOADSTATE_PREPARED);
+    HookRun run(this, m_isInHook, m_loadingState, LOADSTATE_PREPARED);
     m_loadingState = LOADSTATE_LOADING;
     if (!m_loader.IsNull() && m_loader->LoadResource(this)) return run.Succeed(LOADSTATE_LOADED);
     return _LoadImpl() && run.Succeed(LOADSTATE_LOADED);
@@ -113,12 +117,13 @@ bool CResource::Unload() {
     if (m_loadingState == LOADSTATE_UNPREPARED) return true;
     if (m_isInHook) return false;
 
-    HookRun run(m_isInHook, m_loadingState, LOADSTATE_LOADED);
+    HookRun run(this, m_isInHook, m_loadingState, LOADSTATE_LOADED);
     m_loadingState = LOADSTATE_UNLOADING;
     return _UnloadImpl() && run.Succeed(LOADSTATE_PREPARED);
 }
 
 bool CResource::MakeSurePrepared() {
+    CResourceHold const hold(this);
     if (m_loadingState == LOADSTATE_UNPREPARED) Prepare();
     return m_loadingState == LOADSTATE_PREPARED || m_loadingState == LOADSTATE_LOADING ||
            m_loadingState == LOADSTATE_LOADED;
@@ -135,8 +140,10 @@ bool CResource::SetIsManual(bool value) {
 
 bool CResource::SetLoader(CSharePtr<CResourceLoader>& loader) {
     if (m_loadingState != LOADSTATE_UNPREPARED) return false;
-    if (!loader.IsNull() && !loader->IsSupportResourceType(GetTypeName())) return false;
-    m_loader = loader;
+    CResourceHold const hold(this);
+    CSharePtr<CResourceLoader> next = loader; // held: the call may change what the caller has
+    if (!next.IsNull() && !next->IsSupportResourceType(GetTypeName())) return false;
+    m_loader = next;
     return true;
 }
 

@@ -40,7 +40,8 @@ public:
 /// A named object that is first prepared (its source has been found, and perhaps read) and then loaded (usable). This
 /// class keeps the state; subclasses supply the five hooks at its end. All work is done at once by the caller's
 /// thread. What a hook or a loader throws passes through, and the state is then that of a failure. A hook or loader
-/// that asks the same resource for another step meanwhile gets false.
+/// that asks the same resource for another step meanwhile gets false; one that drops its last handle, or destroys its
+/// manager, has the resource go when the step is over.
 class QK3D_API CResource : public qklib::ISerial {
 public:
     /// Looks nothing up yet. A loader that does not support the type is left out.
@@ -139,9 +140,13 @@ protected:
     bool m_isManual = false;
 
 private:
+    friend class CResourceHold;
     friend class CResourceManager;
+    friend class ResourceSharePtr;
 
     void _TakeData(void const* data, unsigned long long size);
+
+    unsigned int* m_handleCount = nullptr; // that of its handles, null without any
 
     bool m_isInHook = false;
 

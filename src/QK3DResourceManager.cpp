@@ -6,38 +6,13 @@
 #include "QK3DLogInternal.h"
 #include "QK3DOSFileSystem.h"
 #include "QK3DResource.h"
+#include "QK3DResourceHoldInternal.h"
 #include "QK3DShareInternal.h"
 #include "QKText.h"
 #include <memory>
 #include <utility>
 
 namespace qk3d {
-// Holds a resource of the table while its hooks run, so that nothing they drop, and nothing they ask of the manager, can
-// destroy it under them. Then the count is as if this had never been there: the manager is told nothing, unless the
-// hooks dropped the last outside holder.
-class CResourceManager::Held {
-public:
-    explicit Held(ResourceSharePtr const& resource) : m_handle(resource), m_hadHolders(resource.GetRef() > 2) {}
-    Held(Held const&) = delete;
-    Held& operator=(Held const&) = delete;
-    ~Held() {
-        if (m_hadHolders || m_handle.GetRef() != 2) return;
-        --*m_handle.m_ref;
-        m_handle.m_pointer = nullptr;
-        m_handle.m_ref = nullptr;
-    }
-
-    CResource* operator->() const { return m_handle.m_pointer; }
-    ResourceSharePtr const& GetHandle() const { return m_handle; }
-
-    /// Somebody besides the table and this object.
-    bool HasHolders() const { return m_handle.GetRef() > 2; }
-
-private:
-    ResourceSharePtr const m_handle;
-    bool const m_hadHolders;
-};
-
 CResourceManager::CResourceManager() {
     CSharePtr<CFileSystem> fileSystem = Share(std::unique_ptr<CFileSystem>(std::make_unique<COSFileSystem>()));
     AddFileSystem("OSFileSystem", fileSystem);
@@ -138,7 +113,7 @@ void CResourceManager::DestroyAllResources() {
 
 void CResourceManager::UnloadAllResources() {
     for (string const& name : _GetResourceNames())
-        if (auto const found = m_resources.find(name); found != m_resources.end()) Held(found->second)->Unload();
+        if (auto const found = m_resources.find(name); found != m_resources.end()) found->second->Unload();
 }
 
 void CResourceManager::AddFileSystem(string const& name, CSharePtr<CFileSystem>& fileSystem) {
@@ -195,9 +170,10 @@ string CResourceManager::_GenerateName() const {
 
 void CResourceManager::_DropAfter(ResourceSharePtr const& resource, bool (CResource::*lastStep)()) {
     if (_FindEntry(resource) == m_resources.end()) return;
-    Held const held(resource);
+    CResource* const pointer = resource.m_pointer;
+    CResourceHold const held(pointer);
     try {
-        if (lastStep) (held.operator->()->*lastStep)();
+        if (lastStep) (pointer->*lastStep)();
     } catch (...) {
         // As a step that says false: the resource goes all the same. The destructor of a handle waits above us, which
         // must not throw.
@@ -215,6 +191,7 @@ void CResourceManager::_DestroyMiscounted(ResourceSharePtr const& resource) {
         entry->second.m_ref = nullptr;
         m_resources.erase(entry);
     }
+    if (pointer) pointer->m_handleCount = nullptr;
     delete ref;
     delete pointer;
 }

@@ -99,7 +99,6 @@ protected:
     ResourceMap m_resources; // each handle is one of the counted ones
 
 private:
-    class Held;
 
     string _GenerateName() const;
     void _DropAfter(ResourceSharePtr const& resource, bool (CResource::*lastStep)());

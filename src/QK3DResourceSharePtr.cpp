@@ -7,7 +7,9 @@
 
 namespace qk3d {
 ResourceSharePtr::ResourceSharePtr(CResource* resource)
-    : m_pointer(resource), m_ref(resource ? new unsigned int(1) : nullptr) {}
+    : m_pointer(resource), m_ref(resource ? new unsigned int(1) : nullptr) {
+    if (resource) resource->m_handleCount = m_ref;
+}
 
 unsigned int ResourceSharePtr::Release() const {
     // Emptied first: what happens below may destroy whatever this handle is part of.
@@ -28,13 +30,13 @@ ResourceSharePtr& ResourceSharePtr::GetNullSharePtr() {
 unsigned int ResourceSharePtr::_Drop(unsigned int rest) const {
     if (rest == 0) {
         CResource* const resource = std::exchange(m_pointer, nullptr);
+        if (resource) resource->m_handleCount = nullptr;
         delete std::exchange(m_ref, nullptr);
         delete resource;
         return 0;
     }
     // The resource is gone when the manager returns, and the fields of this handle with it: nobody may read them again.
-    if (m_pointer && m_pointer->GetResourceManager())
-        m_pointer->GetResourceManager()->_NotifyResourceRelease(*this, 1);
+    if (m_pointer && m_pointer->GetResourceManager()) m_pointer->GetResourceManager()->_NotifyResourceRelease(*this, 1);
     return rest;
 }
 } // namespace qk3d

@@ -70,6 +70,7 @@ protected:
     mutable unsigned int* m_ref = nullptr; // owned together with the other holders
 
 private:
+    friend class CResourceHold;
     friend class CResourceManager;
 
     unsigned int _Drop(unsigned int rest) const;

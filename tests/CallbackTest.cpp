@@ -2,6 +2,8 @@
 // at each single call that a frame makes.
 #include "QK3DEmitter.h"
 #include "QK3DEntity.h"
+#include "QK3DFactory.h"
+#include "QK3DMain.h"
 #include "QK3DOverlayItem.h"
 #include "QK3DRenderWindow.h"
 #include "QK3DSceneManager.h"
@@ -9,8 +11,8 @@
 #include "QK3DViewport.h"
 #include "TestLog.h"
 #include "TestScene.h"
+#include <functional>
 #include <gtest/gtest.h>
-#include <stdexcept>
 
 using namespace qk3d;
 
@@ -96,6 +98,11 @@ std::string Sound() {
 
 struct Oops {};
 
+void DestroyObjects(TestScene& scene) {
+    scene.GetViewport().RemoveAllMovableObject();
+    scene.GetScene().DestroyAllMovableObject();
+}
+
 void TryFrame(TestScene& scene, int number) {
     try {
         scene.Frame(number);
@@ -120,12 +127,7 @@ TEST(Callback, WhateverACallOfAFrameDoesTheEngineStaysWhole) {
          false},
         {"empties the emitter", [](TestScene& scene, Trap&) { scene.GetEmitter().DestroyAllEmitableObject(); }, false},
         {"destroys the nodes", [](TestScene& scene, Trap&) { scene.GetScene().DestroyAllSceneNode(); }, false},
-        {"destroys the objects",
-         [](TestScene& scene, Trap&) {
-             scene.GetViewport().RemoveAllMovableObject();
-             scene.GetScene().DestroyAllMovableObject();
-         },
-         false},
+        {"destroys the objects", [](TestScene& scene, Trap&) { DestroyObjects(scene); }, false},
         {"destroys the overlay items", [](TestScene& scene, Trap&) { scene.GetOverlay().DestroyAllOverlayItem(); },
          false},
         {"destroys the targets", [](TestScene& scene, Trap&) { scene.GetDevice().DestroyAllRenderTarget(); }, false},
@@ -168,5 +170,37 @@ TEST(Callback, ADeviceThatThrowsAtAnyCallLeavesTheEngineWhole) {
         scene.GetDevice().GetJournal().SetListener(nullptr);
         for (int frame = 4; frame < kSteadyFrame; ++frame) EXPECT_TRUE(scene.Frame(frame));
         EXPECT_EQ(FirstDifference(scene.Draw(kSteadyFrame), sound), "");
+    }
+}
+
+TEST(Callback, WhateverACreatorDoesTheSceneStaysWhole) {
+    static std::function<void()> act; // creators are plain functions
+    auto const create = [](char const* name, CMovableObject** out) {
+        auto made = std::make_unique<CEntity>(name);
+        if (act) std::exchange(act, nullptr)();
+        *out = made.release();
+    };
+    CTestLog log;
+    CFactory& factory = CQK3DMain::GetQK3DMain().GetFactory();
+    for (char const* const what : {"throw", "remove itself", "make the same", "destroy objects", "destroy nodes"}) {
+        SCOPED_TRACE(what);
+        TestScene scene;
+        ASSERT_TRUE(scene.Build());
+        factory.AddCreateMovableObjectFun("Trap", create);
+        act = [&factory, &scene, what = std::string(what)] {
+            if (what == "throw") throw Oops();
+            if (what == "remove itself") factory.RemoveCreateMovableObjectFun("Trap");
+            if (what == "make the same") scene.GetScene().CreateMovableObject("Trap", "o");
+            if (what == "destroy objects") DestroyObjects(scene);
+            if (what == "destroy nodes") scene.GetScene().DestroyAllSceneNode();
+        };
+        CMovableObject* made = nullptr;
+        try {
+            made = scene.GetScene().CreateMovableObject("Trap", "o");
+        } catch (Oops const&) {}
+        EXPECT_EQ(made == nullptr, what == std::string("throw"));
+        EXPECT_EQ(scene.GetScene().GetMovableObject("Trap", "o"), made);
+        TryFrame(scene, 1);
+        factory.RemoveCreateMovableObjectFun("Trap");
     }
 }

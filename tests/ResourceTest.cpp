@@ -10,7 +10,10 @@ namespace qk3d {
 namespace {
 struct CTestLoader : CResourceLoader {
     explicit CTestLoader(HookBook& bookOf) : book(bookOf) {}
-    bool IsSupportResourceType(string const& typeName) override { return typeName == type; }
+    bool IsSupportResourceType(string const& typeName) override {
+        if (book.onHook) book.onHook("loader.support");
+        return typeName == type;
+    }
     bool PrepareResource(CResource*) override { return book.Run("loader", "prepare") && answers; }
     bool LoadResource(CResource*) override { return book.Run("loader", "load") && answers; }
 
@@ -89,6 +92,45 @@ TEST_F(Resource, ALoaderTakesPartInPreparingManualAndInLoadingAutomaticResources
     loader->type = "Other";
     EXPECT_FALSE(manager.CreateResource("p", "n", false, shared));
     EXPECT_EQ(log.TakeText(), "8 CResourceManager::CreateResource : Create resource with a wrong loader -> n p\n");
+}
+
+TEST_F(Resource, StaysWholeWhateverItsLoaderDoes) {
+    std::unique_ptr<CTestManager> owner;
+    ResourceSharePtr resource;
+    struct {
+        char const* what;
+        std::function<void()> act;
+    } const rows[] = {
+        {"throws", [] { throw std::runtime_error("loader"); }},
+        {"asks for every step", [&] { RunSteps(*resource, "pluU"); }},
+        {"takes itself away", [&] { resource->SetLoader(NoLoader()); }},
+        {"copies the resource", [&] { resource->Copy("copy")->Load(); }},
+        {"drops the resource", [&] { resource.Release(); }},
+        {"unloads all", [&] { owner->UnloadAllResources(); }},
+        {"destroys all", [&] { owner->DestroyAllResources(), resource.Release(); }},
+        {"takes the files away", [&] { owner->RemoveAllFileSystem(); }},
+        {"destroys the manager", [&] { owner.reset(), resource.Release(); }},
+    };
+    for (auto const& row : rows) {
+        for (string const call : {"loader.support", "loader.prepare", "loader.load"}) {
+            SCOPED_TRACE(row.what + (" in " + call));
+            owner = std::make_unique<CTestManager>(book);
+            resource = owner->Make("r", call == "loader.prepare");
+            CSharePtr<CResourceLoader> loader(new CTestLoader(book), qklib::PRM_DELETE);
+            bool isCalled = false;
+            book.onHook = [&](string const& event) {
+                if (event == call && !std::exchange(isCalled, true)) row.act();
+            };
+            CResource* const plain = resource; // whose last handle may go while it is at work
+            try {
+                if (plain->SetLoader(loader) && resource) plain->Load();
+            } catch (std::runtime_error const&) {}
+            book.onHook = nullptr;
+            EXPECT_TRUE(isCalled);
+            if (owner) { EXPECT_EQ(owner->IsResourceExist("r"), static_cast<bool>(resource)); }
+            if (resource) { EXPECT_TRUE(resource->Load()) << "asked again"; }
+        }
+    }
 }
 
 TEST_F(Resource, CreationTellsWhyItRefuses) {
