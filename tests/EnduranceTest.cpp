@@ -1,17 +1,8 @@
 // EnduranceTest.cpp: a scene in which things come and go at random for many frames, and nothing stays behind.
 // QK3D_ENDURANCE_FRAMES and QK3D_ENDURANCE_SEED change how long and which.
 #include "AllocationCount.h"
-#include "QK3DEntity.h"
-#include "QK3DOverlayItem.h"
-#include "QK3DPass.h"
-#include "QK3DRenderWindow.h"
-#include "QK3DSceneManager.h"
-#include "QK3DSceneNode.h"
-#include "QK3DTexture.h"
-#include "QK3DViewport.h"
 #include "TestLog.h"
 #include "TestScene.h"
-#include <array>
 #include <gtest/gtest.h>
 #include <iostream>
 #include <random>
@@ -140,12 +131,11 @@ struct Kind {
 };
 
 /// What is alive: blocks of memory, then resources by type.
-std::array<long long, 7> Count() {
-    std::array<long long, 7> counts{AllocationCount::GetLive()};
-    std::size_t at = 0;
+string Count() {
+    string counts = std::to_string(AllocationCount::GetLive());
     for (char const* type : {"CMesh", "CTexture", "CMaterial", "CRenderState", "CTextureState", "CSamplerState"}) {
         CResourceManager& manager = *Resources().GetResourceManager(type);
-        counts[++at] = std::distance(manager.EnumResourceBegin(), manager.EnumResourceEnd());
+        counts += ' ' + std::to_string(std::distance(manager.EnumResourceBegin(), manager.EnumResourceEnd()));
     }
     return counts;
 }

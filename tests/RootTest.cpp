@@ -1,20 +1,8 @@
 // RootTest.cpp: the factory, the registries of the engine root, plug-in types, and the way down.
-#include "QK3DEntity.h"
-#include "QK3DFactory.h"
-#include "QK3DMain.h"
-#include "QK3DOverlayItem.h"
-#include "QK3DOverlayManager.h"
-#include "QK3DPluginManager.h"
-#include "QK3DRenderWindow.h"
-#include "QK3DResourceManager.h"
-#include "QK3DResourceSystem.h"
-#include "QK3DSceneManager.h"
-#include "QK3DSceneNode.h"
-#include "QK3DTextureManager.h"
+#include "QK3D.h"
 #include "RecordingRenderSystem.h"
 #include "TestFiles.h"
 #include "TestLog.h"
-#include <cstddef>
 
 using namespace qk3d;
 
@@ -48,10 +36,8 @@ struct CTestDevice : CRecordingRenderSystem {
         g_steps += "release device, ";
         CRecordingRenderSystem::_ReleaseImpl();
     }
-    static void* operator new(std::size_t) {
-        alignas(CRecordingRenderSystem) static std::byte place[sizeof(CRecordingRenderSystem)];
-        return place;
-    }
+    alignas(CRecordingRenderSystem) static inline std::byte place[sizeof(CRecordingRenderSystem)];
+    static void* operator new(std::size_t) { return place; }
     static void operator delete(void*) {}
 };
 
@@ -69,7 +55,7 @@ void Register() {
 
 TEST(Factory, CreatesByExactTypeInOneTableOnly) {
     static int things[2];
-    CFactory factory = CQK3DMain::GetFactory(), assigned = factory; // each has tables of its own
+    CFactory factory = CQK3DMain::GetFactory(); // its tables are its own
     factory.AddCreateUserObjectFun("thing", [](void** out) { *out = &things[0]; });
     factory.AddCreateUserObjectFun("thing", [](void** out) { *out = &things[1]; });
     factory.AddCreateUserObjectFun("lazy", [](void**) {});
@@ -77,10 +63,7 @@ TEST(Factory, CreatesByExactTypeInOneTableOnly) {
     EXPECT_EQ(factory.CreateUserObject("thing"), &things[1]) << "the later creator replaces the earlier";
     for (char const* type : {"Thing", "lazy", "none"}) EXPECT_EQ(factory.CreateUserObject(type), nullptr) << type;
     EXPECT_EQ(factory.CreateEmitter("thing", ""), nullptr);
-    assigned = factory;
-    factory.RemoveCreateUserObjectFun("thing");
-    EXPECT_EQ(factory.CreateUserObject("thing"), nullptr);
-    EXPECT_EQ(assigned.CreateUserObject("thing"), &things[1]);
+    EXPECT_EQ(CQK3DMain::GetFactory().CreateUserObject("thing"), nullptr);
 }
 
 TEST(Root, GivesOneObjectForANameAndNullForAnotherType) {
@@ -92,13 +75,10 @@ TEST(Root, GivesOneObjectForANameAndNullForAnotherType) {
     CRenderSystem* const device = Root().CreateRenderSystem("CTestDevice", "d");
     EXPECT_EQ(Root().CreateRenderSystem("CTestDevice", "d"), device);
     EXPECT_EQ(Root().CreateRenderSystem("Other", "d"), nullptr);
-    EXPECT_EQ(Root().CreateResourceSystem("x"), Root().CreateResourceSystem("x"));
-    EXPECT_EQ(Root().CreateOverlayManager("x"), Root().CreateOverlayManager("x"));
     g_steps.clear();
     for (int i = 0; i < 2; ++i) Root().DestroyRenderSystem("d");
     Root().DestoryAllSceneManager();
     EXPECT_EQ(g_steps, "release device, delete device, delete scene, ");
-    EXPECT_EQ(Root().GetRenderSystem("d"), nullptr);
 }
 
 TEST(Root, SurvivesObjectsThatCallItWhileTheyComeAndGo) {
@@ -156,16 +136,13 @@ TEST(Root, RegistersWhatAPluginBringsAndTakesItBack) {
         factory.CreateEmitter("7", "n");
         return factory.CreateUserObject("8");
     };
-    EXPECT_FALSE(Root().LoadPlugin("no such plug-in", nullptr, 0));
-    for (int i = 0; i < 2; ++i) {
+    for (int i = 0; i < 2; ++i)
         EXPECT_TRUE(Root().LoadPlugin(path, reinterpret_cast<unsigned char const*>(&address), sizeof address));
-    }
     EXPECT_EQ(createAll(), calls);
     for (int kind = 0; kind <= 8; ++kind) EXPECT_EQ(calls[kind], 1) << "kind " << kind << ", and 0 is the start";
     for (int i = 0; i < 2; ++i) Root().UnloadPlugin(path);
     EXPECT_EQ(createAll(), nullptr);
     for (int kind = 0; kind <= 8; ++kind) EXPECT_EQ(calls[kind], 1) << "kind " << kind;
-    EXPECT_FALSE(CQK3DMain::GetPluginManager().IsPluginLoad(path));
 }
 
 // Makes one of everything, tied together as in a real scene.
@@ -176,12 +153,10 @@ void Populate() {
     scene->CreateSceneNode("node")->AttachMovableObject(scene->CreateMovableObject("CEntity", "entity"));
     CRenderWindow* const window = device->CreateRenderWindow("window", 64, 64, PF_A8R8G8B8, false);
     window->AddViewport(scene->CreateCamera("camera"), 0, 0.0f, 0.0f, 1.0f, 1.0f);
-    COverlayItem* const item = CQK3DMain::GetOverlayManager().CreateOverlayItem("item", 0, 0, 8, 8, 0);
+    COverlayItem* const item = Root().CreateOverlayManager("more")->CreateOverlayItem("item", 0, 0, 8, 8, 0);
     item->SetTexture("Blank");
     window->AddOverlayItem(item);
-    Root().CreateOverlayManager("more")->CreateOverlayItem("item", 0, 0, 8, 8, 0);
     Root().CreateResourceSystem("more")->CreateResourceManual("CMaterial", "material");
-    CQK3DMain::GetOverlayManager().Update();
     device->UpdateAllRenderTarget(1);
 }
 
@@ -200,8 +175,8 @@ TEST(RootEnd, ClearsInOrderAndCanBeUsedAndClearedAgain) {
         log.TakeLines();
         Root().Clear();
         EXPECT_EQ(g_steps, "delete scene, release device, delete device, ");
-        EXPECT_TRUE(!Root().GetSceneManager("scene") && !Root().GetRenderSystem("device"));
-        EXPECT_TRUE(!Root().GetOverlayManager("more") && !Root().GetResourceSystem("more"));
+        EXPECT_FALSE(Root().GetSceneManager("scene") || Root().GetRenderSystem("device") ||
+                     Root().GetOverlayManager("more") || Root().GetResourceSystem("more"));
         EXPECT_EQ(Root().CreateSceneManager("CSceneManager", "a"), nullptr) << "the factory is empty too";
 
         string ends; // the first of each kind

@@ -1,29 +1,14 @@
 // TraceTest.cpp: the recording back-end: its lines and the settings of its plug-in.
 #include "PluginEntry.h"
-#include "QK3DHardwareBufferManager.h"
-#include "QK3DMain.h"
-#include "QK3DMatrix.h"
+#include "QK3D.h"
 #include "RecordingRenderSystem.h"
 #include "TempFolder.h"
 #include "TestFiles.h"
 #include "TraceBuffers.h"
-#include <bit>
 #include <cmath>
-#include <cstring>
 #include <sstream>
 
 using namespace qk3d;
-
-namespace {
-std::vector<Json::Value> ParseLines(string const& text) {
-    std::vector<Json::Value> values;
-    std::istringstream lines(text);
-    for (string line; std::getline(lines, line);) values.push_back(Parse(line));
-    return values;
-}
-
-unsigned long Bits(float value) { return std::bit_cast<unsigned int>(value); }
-} // namespace
 
 TEST(Trace, TellsEachKindOfStateInItsOwnForm) {
     CRecordingRenderSystem device;
@@ -35,9 +20,8 @@ TEST(Trace, TellsEachKindOfStateInItsOwnForm) {
         char const* json;
     } const rows[] = {
         {[&] { device.SetCullMode(3); }, "SetCullMode 3\n", R"("COUNTERCLOCKWISE")"},
-        {[&] { device.SetZWriteEnable(2); }, "SetZWriteEnable 2\n", "2"},
-        {[&] { device.SetFogEnd(Bits(0.1f)); }, "SetFogEnd 0.1\n", "0.1"},
-        {[&] { device.SetFogEnd(Bits(-INFINITY)); }, "SetFogEnd -inf\n", R"("-inf")"},
+        {[&] { device.SetFogEnd(0x3DCCCCCD); }, "SetFogEnd 0.1\n", "0.1"},
+        {[&] { device.SetFogEnd(0xFF800000); }, "SetFogEnd -inf\n", R"("-inf")"},
         {[&] { device.SetFogColor(0x80FF0001); }, "SetFogColor #80FF0001\n", R"("#80FF0001")"},
         {[&] { device.SetColorWriteEnable(9); }, "SetColorWriteEnable 9\n", R"("RED|ALPHA")"},
         {[&] { device.SetColorWriteEnable(17); }, "SetColorWriteEnable 17\n", "17"}, // a flag without a word
@@ -52,8 +36,8 @@ TEST(Trace, TellsEachKindOfStateInItsOwnForm) {
         EXPECT_EQ(device.TakeJournal(), row.brief);
         row.call();
         string const line = device.TakeJsonJournal();
-        EXPECT_NE(line.find("\":" + string(row.json) + "}"), string::npos) << row.brief << line;
-        ParseLines(line);
+        EXPECT_TRUE(line.ends_with("\":" + string(row.json) + "}\n")) << row.brief << line;
+        Parse(line);
     }
     EXPECT_EQ(QuoteJson("a\"b\\c\n\x01"), R"("a\"b\\c\n\u0001")");
     EXPECT_EQ(QuoteJson("\x95\x5C"), R"("\u661e")") << "the second byte is a backslash";
@@ -68,17 +52,14 @@ TEST(Trace, BuffersAreToldByHashOrWhole) {
     buffer->WriteData(4, 4, "qk3d", false);
     char read[4];
     buffer->ReadData(4, 4, read);
-    EXPECT_EQ(std::memcmp(read, "qk3d", 4), 0);
+    EXPECT_EQ(string(read, 4), "qk3d");
     // The hash is that of the four bytes: FNV-1a, 64 bits.
     EXPECT_EQ(device.TakeJournal(), "MakeVertexBuffer 4 2 1\nCreateBuffer vertex1 8\nLockBuffer vertex1 4 4 NORMAL\n"
                                     "UnlockBuffer vertex1 4:9644af07f65474c2\nLockBuffer vertex1 4 4 READONLY\n"
                                     "UnlockBuffer vertex1\n");
     device.GetJournal().KeepBlobs(true);
     buffer->WriteData(0, 2, "\x01\xFE", false);
-    auto const lines = ParseLines(device.TakeJsonJournal());
-    ASSERT_EQ(lines.size(), 2u);
-    EXPECT_EQ(lines[1]["data"]["size"].asInt(), 2);
-    EXPECT_EQ(lines[1]["data"]["data"].asString(), "01fe");
+    EXPECT_NE(device.TakeJsonJournal().find(R"("data":"01fe")"), string::npos);
     EXPECT_EQ(buffer->Lock(6, 4, CHardwareBuffer::LM_NORMAL), nullptr) << "a lock that leaves the buffer";
 }
 
@@ -104,7 +85,8 @@ TEST(TracePlugin, WritesWhatItsSettingsSayAndRefusesThoseItDoesNotUnderstand) {
     string const file = folder.Path("\u4e2d.jsonl"); // settings are UTF-8, file names in the system's own form
     auto const text = RunPlugin(R"({"file": ")" + file + R"(", "omit": ["EndFrame"], "blobs": true})", file);
     string operations;
-    for (auto const& line : ParseLines(text.value_or(""))) operations += line["op"].asString() + ' ';
+    std::istringstream lines(text.value_or(""));
+    for (string line; std::getline(lines, line);) operations += Parse(line)["op"].asString() + ' ';
     EXPECT_TRUE(operations.starts_with("SetAmbient BeginFrame PresentFrame Release ")) << operations;
 
     EXPECT_TRUE(RunPlugin("")) << "no settings at all";

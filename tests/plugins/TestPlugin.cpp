@@ -63,7 +63,7 @@ EXPORT int GetObjectInfos(qk3d::PluginObjectInfo const** infos) {
     static qk3d::PluginObjectInfo const list[2] = {{"CTestLoader", 4, nullptr}, {}};
     *infos = list;
 #if defined(KIND_ObjectsThrow)
-    throw std::runtime_error("no list today");
+    throw 5;
 #elif defined(KIND_ObjectsLie)
     return *infos = nullptr, 2;
 #else

@@ -64,7 +64,6 @@ public:
         for (auto it = EnumResourceBegin(); it != EnumResourceEnd(); ++it) names += it->first + " ";
         return names;
     }
-    using CResourceManager::_NotifyResourceRelease;
 
     std::function<void()> onCreate; // runs before the resource is made
     bool refusesToCreate = false;

@@ -1,17 +1,6 @@
 // TestScene.cpp: the steps of the scene.
 #include "TestScene.h"
 
-#include "QK3DCamera.h"
-#include "QK3DEntity.h"
-#include "QK3DHardwareBufferManager.h"
-#include "QK3DMemFileSystem.h"
-#include "QK3DOverlayItem.h"
-#include "QK3DParticle.h"
-#include "QK3DRenderWindow.h"
-#include "QK3DSceneManager.h"
-#include "QK3DSceneNode.h"
-#include "QK3DVertexData.h"
-#include "QK3DViewport.h"
 #include "TestFiles.h"
 #include <regex>
 #include <sstream>
@@ -119,9 +108,7 @@ bool TestScene::MakeEmitter() {
     auto emitter = std::make_unique<CTestEmitter>("emitter");
     emitter->SetMesh(m_mesh);
     emitter->SetMaterial(m_material);
-    emitter->onEmit = [this] {
-        if (onCall) onCall();
-    };
+    emitter->onEmit = [this] { onCall(); };
     m_emitter = std::move(emitter);
     return true;
 }
@@ -129,7 +116,7 @@ bool TestScene::MakeEmitter() {
 void TestScene::CountEvent(CTimerEvent* event, long long) {
     auto& scene = *static_cast<TestScene*>(event->GetParam());
     ++scene.m_events;
-    if (scene.onCall) scene.onCall();
+    scene.onCall();
 }
 
 TestScene::TestScene() : m_store(new CMemFileSystem) {

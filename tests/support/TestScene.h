@@ -1,10 +1,7 @@
 // TestScene.h: a small scene with one of everything, built step by step, so that a test can let any step fail.
 #pragma once
 
-#include "QK3DEmitter.h"
-#include "QK3DMaterial.h"
-#include "QK3DMesh.h"
-#include "QK3DOverlayManager.h"
+#include "QK3D.h"
 #include "TestStore.h"
 #include "TraceRenderSystem.h"
 #include <functional>
@@ -12,15 +9,6 @@
 #include <vector>
 
 namespace qk3d {
-class CCamera;
-class CEntity;
-class COverlayItem;
-class CRenderWindow;
-class CSceneManager;
-class CSceneNode;
-class CTimerEvent;
-class CViewport;
-
 /// An emitter of particles that live for two frames; at most five at once.
 class CTestEmitter : public CEmitter {
 public:
@@ -70,7 +58,7 @@ public:
     _ResourceSharePtr<CMesh>& GetMesh() { return m_mesh; }
 
     /// Runs when the timed event is called, and when the emitter asks for a particle.
-    std::function<void()> onCall;
+    std::function<void()> onCall = [] {};
 
 private:
     bool MakeMesh();

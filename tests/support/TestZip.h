@@ -11,7 +11,6 @@ struct TestZipEntry {
     std::uint16_t method = 0;
     std::uint16_t flags = 1u << 11; // the name is UTF-8
     std::int64_t size = -1;         // of the file itself; below 0: that of `data`
-    std::int64_t packedSize = -1;
     std::int64_t crc = -1;
     std::int64_t offset = -1; // of the file's own header, as the directory tells it
 };
@@ -49,10 +48,10 @@ inline std::string MakeZip(std::vector<TestZipEntry> const& entries) {
     std::string directory;
     for (TestZipEntry const& entry : entries) {
         std::uint64_t const crc = given(entry.crc, TestCrc(entry.data));
-        std::string const common =
-            number(20, 2) + number(entry.flags, 2) + number(entry.method, 2) + number(0x210000, 4) + number(crc, 4) +
-            number(given(entry.packedSize, entry.data.size()), 4) + number(given(entry.size, entry.data.size()), 4) +
-            number(entry.name.size(), 2) + number(0, 2);
+        std::string const common = number(20, 2) + number(entry.flags, 2) + number(entry.method, 2) +
+                                   number(0x210000, 4) + number(crc, 4) + number(entry.data.size(), 4) +
+                                   number(given(entry.size, entry.data.size()), 4) + number(entry.name.size(), 2) +
+                                   number(0, 2);
         directory +=
             "PK\1\2" + number(20, 2) + common + number(0, 10) + number(given(entry.offset, zip.size()), 4) + entry.name;
         zip += "PK\3\4" + common + entry.name + entry.data;
