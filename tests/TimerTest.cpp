@@ -87,8 +87,6 @@ TEST(Timer, OwnsItsEventsAndTheirCallables) {
             timer.KillTimerEvent(event);
             EXPECT_EQ(CountedFun::alive, 2) << "the first of them goes, no other";
         }
-        other.KillTimerEvent(foreign);
-        EXPECT_EQ(CountedFun::alive, 1) << "at 0 there is nothing to bring it back for";
     }
     EXPECT_EQ(CountedFun::alive, 0);
     EXPECT_EQ(CountedFun::calls, 2);
@@ -160,7 +158,6 @@ TEST(Timer, LetsCallbacksChangeTheTimer) {
         {"move, then reset all", [](Three& t) { t.GotoTime(15), t.Reset(); }, "a@10 b@10", "c@20 b@20 a@20"}, // anew
         {"reset itself", [](Three& t) { t.b->Reset(); }, "a@10 b@10 c@10", "a@20 b@20 c@20"},
         {"go on", [](Three& t) { t.TimeStepIn(5); }, "a@10 b@10 c@10 a@15 b@15 c@15", "a@20 b@20 c@20"},
-        {"go back", [](Three& t) { t.GotoTime(2); }, "a@10 b@10 c@10 a@2 b@2 c@2", "a@20 b@20 c@20"},
     };
     for (auto const& row : rows) {
         Three t;

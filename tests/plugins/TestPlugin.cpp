@@ -32,8 +32,6 @@ extern "C" int NobodyHasThis();
 #define START NobodyHasThis()
 #elif defined(KIND_InitThrows)
 #define START throw std::runtime_error("this plug-in does not start"), 1
-#elif defined(KIND_InitZero)
-#define START 0
 #elif defined(KIND_InitTwo)
 #define START 2
 #else

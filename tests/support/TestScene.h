@@ -33,8 +33,6 @@ public:
     static constexpr long long kTick = 1'000'000; // ten frames a second
 
     TestScene();
-    TestScene(TestScene const&) = delete;
-    TestScene& operator=(TestScene const&) = delete;
     ~TestScene();
 
     /// All steps, each of which must go well.

@@ -92,7 +92,6 @@ TEST_F(View, SaysWhatIsWrongAndWithWhichFile) {
         {"--help", 0, "usage: qk3d-view"},
         {"", 2, "nothing to show"},
         {"--model box.obj --modle x", 2, "--modle"},
-        {"--model", 2, "--model lacks its value"},
         {"--model box.obj --size 10by10", 2, "10by10"},
         {"--model box.obj --trace t --out p.png", 2, "--trace"}, // a trace draws nothing
         {"--model none.obj", 1, "none.obj"},
