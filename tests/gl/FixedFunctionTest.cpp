@@ -3,9 +3,7 @@
 #include "GLTestDevice.h"
 
 #include <cstdlib>
-#include <cstring>
 #include <limits>
-#include <random>
 
 using namespace qk3d;
 using namespace qk3d::gl;
