@@ -232,11 +232,24 @@ private:
         m_coords[i] = in;
     }
 
-    struct Inputs {
-        Colour a0, a1, a2, texel, next;
-    };
-    Colour Combine(std::uint32_t op, Inputs const& in) const {
-        auto const& [a0, a1, a2, texel, next] = in;
+    // What an argument of a stage is.
+    Colour Read(unsigned i, unsigned argument) const {
+        auto const& values = s.stages[i].values;
+        Colour const sources[] = {m_diffuse,
+                                  m_current,
+                                  m_texels[i],
+                                  Unpack(s.render[rs::TEXTUREFACTOR]),
+                                  m_specular,
+                                  m_temp,
+                                  Unpack(values[ts::CONSTANT])};
+        Colour c = sources[values[argument] & 15];
+        if (values[argument] & 16) c = 1.0 - c;
+        return values[argument] & 32 ? Colour(c[3], 4) : c;
+    }
+
+    Colour Combine(unsigned i, std::uint32_t op, unsigned argument0, unsigned argument1, unsigned argument2) const {
+        Colour const a0 = Read(i, argument0), a1 = Read(i, argument1), a2 = Read(i, argument2);
+        double const texel = m_texels[i][3];
         auto const blend = [&](double share) -> Colour { return a1 * share + a2 * (1 - share); };
         switch (op) {
         case 2: return a1;
@@ -250,11 +263,11 @@ private:
         case 10: return Clamp(a1 - a2);
         case 11: return Clamp(a1 + a2 * (1.0 - a1));
         case 12: return blend(m_diffuse[3]);
-        case 13: return blend(texel[3]);
+        case 13: return blend(texel);
         case 14: return blend(Unpack(s.render[rs::TEXTUREFACTOR])[3]);
-        case 15: return Clamp(a1 + a2 * (1 - texel[3]));
+        case 15: return Clamp(a1 + a2 * (1 - texel));
         case 16: return blend(m_current[3]);
-        case 17: return Clamp(a1 * next);
+        case 17: return Clamp(a1 * m_texels[i + 1]);
         case 18: return Clamp(a1 + a1[3] * a2);
         case 19: return Clamp(a1 * a2 + a1[3]);
         case 20: return Clamp((1 - a1[3]) * a2 + a1);
@@ -267,7 +280,7 @@ private:
     }
 
     void RunStages(unsigned length) {
-        Colour temp = {0, 0, 0, 0};
+        m_temp = {0, 0, 0, 0};
         m_current = m_diffuse;
         unsigned lastWriter = length;
         for (unsigned i = 0; i < length; ++i) {
@@ -277,26 +290,10 @@ private:
         }
         for (unsigned i = 0; i < length; ++i) {
             auto const& values = s.stages[i].values;
-            Colour const sources[] = {m_diffuse,
-                                      m_current,
-                                      m_texels[i],
-                                      Unpack(s.render[rs::TEXTUREFACTOR]),
-                                      m_specular,
-                                      temp,
-                                      Unpack(values[ts::CONSTANT])};
-            auto const read = [&](unsigned which) {
-                Colour c = sources[values[which] & 15];
-                if (values[which] & 16) c = 1.0 - c;
-                if (values[which] & 32) c = Colour(c[3], 4);
-                return c;
-            };
-            Colour const next = i + 1 < length ? m_texels[i + 1] : kWhite;
             std::uint32_t const colourOp = values[ts::COLOROP], alphaOp = values[ts::ALPHAOP];
-            Colour const colour =
-                Combine(colourOp, {read(ts::COLORARG0), read(ts::COLORARG1), read(ts::COLORARG2), m_texels[i], next});
-            Colour const alpha =
-                Combine(alphaOp, {read(ts::ALPHAARG0), read(ts::ALPHAARG1), read(ts::ALPHAARG2), m_texels[i], next});
-            Colour& result = values[ts::RESULTARG] == 5 && i != lastWriter ? temp : m_current;
+            Colour const colour = Combine(i, colourOp, ts::COLORARG0, ts::COLORARG1, ts::COLORARG2);
+            Colour const alpha = Combine(i, alphaOp, ts::ALPHAARG0, ts::ALPHAARG1, ts::ALPHAARG2);
+            Colour& result = values[ts::RESULTARG] == 5 && i != lastWriter ? m_temp : m_current;
             if (!IsBump(colourOp)) result = ToColour(colour, colourOp == 24 ? colour[3] : result[3]);
             if (colourOp != 24 && alphaOp > 1 && !IsBump(alphaOp)) result[3] = alpha[3];
         }
@@ -314,7 +311,7 @@ private:
     std::array<Colour, 8> m_coords;
     std::array<unsigned, 8> m_coordSize = {}; // components that the source of the coordinates has
 
-    std::array<Colour, 8> m_texels;
-    Colour m_current; // of the stages
+    std::array<Colour, 9> m_texels; // white behind the last stage
+    Colour m_current, m_temp;       // of the stages
 };
 } // namespace qk3d::gltest

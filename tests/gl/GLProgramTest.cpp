@@ -77,8 +77,6 @@ protected:
 
 TEST_F(GLProgram, TakesParametersByNameAndKeepsThemOverALoss) {
     EXPECT_EQ(vertex->GetParamNum(), 1u) << "engine uniforms are no parameters";
-    EXPECT_EQ(pixel->GetParamNum(), 4u);
-    EXPECT_EQ(pixel->GetParamHandle("result"), nullptr);
     Use(vertex, pixel);
     CGPUProgramParamTable shifted(vertex), table(pixel), partial(pixel);
     float const weights[] = {0, 0.2f, 0.4f}, shift[] = {1, 0};
@@ -107,7 +105,7 @@ TEST_F(GLProgram, TakesParametersByNameAndKeepsThemOverALoss) {
     partial.SetParamValue("off", &off, sizeof off);
     partial.SetParamValue("steps", &steps, 2); // fewer bytes than one element
     System().SetPixelShaderParamTable(&partial);
-    EXPECT_TRUE(Matches(DrawFull(kWhite), Picture(kSize, kSize, kBlack)));
+    EXPECT_TRUE(DrawFull(kWhite) == Picture(kSize, kSize, kBlack));
 }
 
 TEST_F(GLProgram, GoesWithTheFixedFunctionOnEitherSide) {
@@ -183,7 +181,7 @@ TEST_F(GLProgram, RunsAGeometryStageAndAMainFunctionOfAnotherName) {
     expected.Fill(16, 16, 48, 48, kBlue);
     EXPECT_TRUE(Matches(DrawFull(kRed), expected));
     System().SetCommShader({});
-    EXPECT_TRUE(Matches(DrawFull(kRed), Picture(kSize, kSize, kRed)));
+    EXPECT_TRUE(DrawFull(kRed) == Picture(kSize, kSize, kRed));
 }
 
 TEST_F(GLProgram, DrawsIntoSeveralTargetsAtOnce) {
@@ -212,11 +210,8 @@ TEST_F(GLProgram, PreparesAMaterialSoThatNoFrameHasTo) {
         CQK3DMain::GetResourceSystem().CreateResource("CMaterial", "", "prepared", false, NoLoader());
     ASSERT_TRUE(material->SetFromScript(R"({"Technique": [{"Pass": [{"RenderState":
         {"LIGHTING": false, "ALPHATESTENABLE": true, "ALPHAFUNC": "GREATER", "CULLMODE": "NONE"}}]}]})"));
-    Json::Value out;
     ASSERT_TRUE(Call("PrepareMaterial",
-                     R"({"Name": "prepared", "Vertex": {"Position": 4, "Diffuse": true, "TexCoords": [2]}})", &out));
-    EXPECT_GT(out["Compilations"].asUInt(), 0u);
-
+                     R"({"Name": "prepared", "Vertex": {"Position": 4, "Diffuse": true, "TexCoords": [2]}})"));
     auto const late = Statistic("LateCompilations");
     System().BeginFrame();
     System().SetPass(material->GetTechnique(0)->GetPass(0));

@@ -79,18 +79,6 @@ inline testing::AssertionResult Matches(Picture const& got, Picture const& wante
                                        << std::filesystem::absolute(name).string() << "-*.png";
 }
 
-/// The same against reference/<name>.png. With QK3D_WRITE_REFERENCES in the environment the picture is written there
-/// instead, and the test fails so that nobody takes it for a pass.
-inline testing::AssertionResult MatchesReference(Picture const& picture, std::string const& name, Tolerance tolerance) {
-    std::string const path = std::string(QK3D_REFERENCE_FOLDER) + "/" + name + ".png";
-    if (std::getenv("QK3D_WRITE_REFERENCES"))
-        return testing::AssertionFailure()
-               << (gltest::SavePng(picture, path) ? "written, to be looked at : " : "cannot be written : ") << path;
-    Picture reference;
-    if (!gltest::LoadPicture(path, reference)) return testing::AssertionFailure() << "there is no " << path;
-    return Matches(picture, reference, tolerance);
-}
-
 /// A vertex in pixels of the target, and one in space.
 struct ScreenVertex {
     static constexpr auto kPositionType = VET_FLOAT4;
@@ -177,23 +165,18 @@ public:
     static constexpr std::uint32_t kBlack = 0xFF000000, kWhite = 0xFFFFFFFF, kRed = 0xFFFF0000, kGreen = 0xFF00FF00,
                                    kBlue = 0xFF0000FF;
 
-    /// Loads the plug-in with such options; unloads one that is loaded with others. `Stop` unloads it and clears the
-    /// engine.
+    /// Loads the plug-in with such options; unloads one that is loaded with others.
     static constexpr char kHeadless[] = R"({"Windows": "NONE", "Debug": true})";
-    static bool Start(std::string const& options = kHeadless) {
+    static bool Start(std::string const& options) {
         qklib::CLoger::SetSink(&Listen, nullptr);
         if (s_options == options) return true;
-        Stop();
+        CQK3DMain& engine = CQK3DMain::GetQK3DMain();
+        engine.DestotyAllRenderSystem();
+        if (!s_options.empty()) engine.UnloadPlugin(kPluginName);
         auto const* const data = reinterpret_cast<unsigned char const*>(options.data());
-        if (!CQK3DMain::GetQK3DMain().LoadPlugin(kPluginName, data, static_cast<int>(options.size()))) return false;
-        s_options = options;
-        return true;
-    }
-    static void Stop() {
-        if (s_options.empty()) return;
-        CQK3DMain::GetQK3DMain().DestotyAllRenderSystem();
-        CQK3DMain::GetQK3DMain().UnloadPlugin(kPluginName);
-        s_options.clear();
+        bool const isLoaded = engine.LoadPlugin(kPluginName, data, static_cast<int>(options.size()));
+        s_options = isLoaded ? options : "";
+        return isLoaded;
     }
 
 protected:
@@ -227,8 +210,7 @@ protected:
     }
     void DropSystem() {
         CQK3DMain::GetQK3DMain().DestroyRenderSystem("gl");
-        m_system = nullptr;
-        m_screen = nullptr;
+        m_system = nullptr, m_screen = nullptr;
     }
 
     /// The same on the plug-in loaded with such options.
@@ -268,14 +250,8 @@ protected:
     /// What makes the device forget everything, and remember.
     bool LoseAndRestore() { return Call("LoseDevice") && m_system->Restore(); }
 
-    template <class Vertex>
-    void Draw(EShapeType type, std::vector<Vertex> const& vertices) {
-        Shape(*m_system, type, vertices).Draw();
-    }
-    template <class Vertex>
-    void DrawQuad(std::vector<Vertex> const& corners) {
-        Draw(ST_TRIANGLESTRIP, corners);
-    }
+    void Draw(EShapeType type, auto const& vertices) { Shape(*m_system, type, vertices).Draw(); }
+    void DrawQuad(auto const& corners) { Draw(ST_TRIANGLESTRIP, corners); }
 
     /// A texture of no manager, with these pixels.
     auto MakeTexture(unsigned width, unsigned height, EPixelFormat format, unsigned usage = CTexture::TU_DEFAULT) {

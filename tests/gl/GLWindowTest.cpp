@@ -46,8 +46,7 @@ TEST_F(GLWindow, ShowsWhatWasDrawnAndNothingElse) {
     ASSERT_TRUE(LoseAndRestore());
     EXPECT_TRUE(Shows("screen", Screen(), kBlue));
 
-    DropSystem();
-    Stop();
+    TearDownTestSuite();
     RestartWith(kOptions);
     EXPECT_TRUE(Shows("screen", Screen(), kGreen)) << "begun anew with the plug-in";
 }

@@ -88,10 +88,6 @@ protected:
         return material->GetTechnique(0)->GetPass(0);
     }
 
-    unsigned int GetIndexSize() {
-        return m_mesh->GetSubMesh(0)->GetIndexData()->GetIndexBuffer()->GetUnitSizeInBytes();
-    }
-
     std::vector<std::string> TakeWarnings() { return m_log.TakeLines(qklib::LOG_WARNING); }
 
     CTestLog m_log;
@@ -139,7 +135,6 @@ TEST_F(Models, GeometryIsTurnedIntoTheEnginesSpace) {
         EXPECT_EQ(corner.uv, Vector2(corner.position.x, 1 - corner.position.y)) << "row 0 of a texture is its top";
     }
     EXPECT_LT(FrontOf(corners).z, 0);
-    EXPECT_EQ(GetIndexSize(), 2u);
 }
 
 TEST_F(Models, NodeTransformsAreAppliedAndMirroredOnesKeepTheirFronts) {
@@ -149,7 +144,6 @@ TEST_F(Models, NodeTransformsAreAppliedAndMirroredOnesKeepTheirFronts) {
         bool isFrontNear;
     } const rows[] = {
         {"moved", R"(, "translation": [1, 2, 3])", {4, 7, -9}, true},
-        {"scaled", R"(, "scale": [3, 1, 1])", {3, 1, 0}, true},
         {"mirrored", R"(, "scale": [1, 1, -1])", {1, 1, 0}, false},
     };
     for (auto const& row : rows) {
@@ -168,7 +162,7 @@ TEST_F(Models, ManyVerticesTakeIndicesOf32Bits) {
         if (i > 1) faces += "f " + std::to_string(i - 1) + ' ' + std::to_string(i) + ' ' + std::to_string(i + 1) + '\n';
     }
     ASSERT_EQ(Load("strip.obj", vertices + faces), 1u);
-    EXPECT_EQ(GetIndexSize(), 4u);
+    EXPECT_EQ(m_mesh->GetSubMesh(0)->GetIndexData()->GetIndexBuffer()->GetUnitSizeInBytes(), 4u);
     auto const corners = Corners();
     ASSERT_EQ(corners.size(), 3u * 65536);
     EXPECT_EQ(SumOf(&corners[3 * 65535]), Vector3(65535 + 65536 + 65537, 2, 0)) << "the last triangle";
@@ -188,12 +182,10 @@ TEST_F(Models, EachMaterialHasOneSubMeshAndOneThatIsThereWins) {
     EXPECT_EQ(mine->GetTechniqueNum(), 1u) << "it stays as it is";
 
     m_mesh.Release();
-    _ResourceSharePtr<CMaterial> blue = Resources().GetResource("CMaterial", "blue");
-    ASSERT_TRUE(blue) << "held by the loader";
-    CRenderState const& state = *blue->GetTechnique(0)->GetPass(0)->GetRenderState();
+    ASSERT_TRUE(Resources().IsResourceExist("CMaterial", "blue")) << "held by the loader";
+    CRenderState const& state = *Pass("blue")->GetRenderState();
     EXPECT_EQ(state.GetState(CRenderState::TEXTUREFACTOR), 0x800000FFu);
     EXPECT_EQ(state.GetState(CRenderState::ALPHABLENDENABLE), 1u) << "half of it lets through";
-    blue.Release();
     m_loader.Release();
     EXPECT_FALSE(Resources().IsResourceExist("CMaterial", "blue"));
 }
