@@ -175,34 +175,28 @@ protected:
 
 private:
     void SendLights() {
-        auto const send = [this](char const* command, Json::Value in,
-                                 std::initializer_list<std::pair<char const*, Float4 const&>> lists) {
-            for (auto const& [name, numbers] : lists)
-                for (float const number : numbers) in[name].append(number);
-            ASSERT_TRUE(System().UnusualCall(command, &in, nullptr));
+        auto const list = [](Float4 const& numbers) {
+            Json::Value out;
+            for (float const number : numbers) out.append(number);
+            return out;
         };
+        Json::Value in;
         for (unsigned i = 0; i < kLights; ++i) {
             auto const& light = s.lights[i];
-            Json::Value in;
             in["Index"] = i, in["Enable"] = light.enabled;
             in["Type"] = light.type == 1 ? "POINT" : light.type == 2 ? "SPOT" : "DIRECTIONAL";
+            in["Diffuse"] = list(light.diffuse), in["Specular"] = list(light.specular);
+            in["Ambient"] = list(light.ambient), in["Attenuation"] = list(light.attenuation);
+            in["Position"] = list(light.position), in["Direction"] = list(light.direction);
             in["Range"] = light.range, in["Falloff"] = light.falloff;
             in["Theta"] = light.theta, in["Phi"] = light.phi;
-            send("SetLight", in,
-                 {{"Diffuse", light.diffuse},
-                  {"Specular", light.specular},
-                  {"Ambient", light.ambient},
-                  {"Attenuation", light.attenuation},
-                  {"Position", light.position},
-                  {"Direction", light.direction}});
+            ASSERT_TRUE(System().UnusualCall("SetLight", &in, nullptr));
         }
-        Json::Value in;
+        in = Json::Value();
+        in["Diffuse"] = list(s.surface.diffuse), in["Ambient"] = list(s.surface.ambient);
+        in["Specular"] = list(s.surface.specular), in["Emissive"] = list(s.surface.emissive);
         in["Power"] = s.surface.power;
-        send("SetMaterial", in,
-             {{"Diffuse", s.surface.diffuse},
-              {"Ambient", s.surface.ambient},
-              {"Specular", s.surface.specular},
-              {"Emissive", s.surface.emissive}});
+        ASSERT_TRUE(System().UnusualCall("SetMaterial", &in, nullptr));
     }
 
     _ResourceSharePtr<CTexture> m_floats;
@@ -304,14 +298,11 @@ TEST_F(FixedFunction, LightStaysANumberAtItsEdges) {
     s.render[rs::COLORVERTEX] = 0;
     s.surface.diffuse = {0.5f, 1, 1, 0.25f};
     s.surface.emissive = {0.1f, 0, 0, 0}; // would go down with a sum that is no number
-    s.lights[0].enabled = true;
-    s.lights[0].type = 1;
-    s.lights[0].position = {0, 0, -1.5f, 1}; // 2 away, straight ahead
-    s.lights[0].range = 9;
-    v.normal[2] = -1;
-    v.position[2] = 0.5f;
-    auto const state = s;
     auto& light = s.lights[0];
+    light.enabled = true, light.type = 1, light.range = 9;
+    light.position = {0, 0, -1.5f, 1}; // 2 away, straight ahead
+    v.normal[2] = -1, v.position[2] = 0.5f;
+    auto const state = s;
     ExpectShade({.colour = {0.6, 1, 1, 0.25}}, 2e-3, "straight ahead");
     light.attenuation = {};
     ExpectShade({.colour = {1, 1, 1, 0.25}}, 2e-3, "no attenuation at all saturates");
@@ -325,9 +316,7 @@ TEST_F(FixedFunction, LightStaysANumberAtItsEdges) {
 }
 
 TEST_F(FixedFunction, AlphaTestComparesWhatTheTargetCanHold) {
-    s.render[rs::ALPHATESTENABLE] = 1;
-    s.render[rs::ALPHAREF] = 128;
-    s.render[rs::ALPHAFUNC] = 3;
+    s.render[rs::ALPHATESTENABLE] = 1, s.render[rs::ALPHAREF] = 128, s.render[rs::ALPHAFUNC] = 3;
     auto const expect = [this](bool drawn, EPixelFormat format, float alpha, char const* what) {
         auto target = MakeTargetTexture(what, 1, 1, format);
         Activate(*target->GetRenderTexture());
@@ -344,22 +333,19 @@ TEST_F(FixedFunction, AlphaTestComparesWhatTheTargetCanHold) {
 }
 
 TEST_F(FixedFunction, PointsHaveTheSizeOfVertexStateAndDistance) {
-    auto const expectSize = [&](int size, char const* what) {
+    auto const countPixels = [&] {
         Clear();
         Draw();
         auto const pixels = Read().pixels;
-        EXPECT_EQ(std::count(pixels.begin(), pixels.end(), kWhite), size * size) << what;
+        return std::count(pixels.begin(), pixels.end(), kWhite);
     };
-    v.position[2] = 0.5f;
-    v.pointSize = 12;
-    f.pointSize = true;
-    expectSize(12, "size of the vertex");
+    v.position[2] = 0.5f, v.pointSize = 12, f.pointSize = true;
     s.render[rs::POINTSIZEMAX] = FloatBits(8);
-    expectSize(8, "largest size");
-    f.pointSize = false;
+    EXPECT_EQ(countPixels(), 8 * 8) << "the largest size";
     s = plain;
-    s.render[rs::POINTSIZE] = FloatBits(0.5f);
-    s.render[rs::POINTSCALEENABLE] = 1;
+    EXPECT_EQ(countPixels(), 12 * 12);
+    f.pointSize = false;
+    s.render[rs::POINTSIZE] = FloatBits(0.5f), s.render[rs::POINTSCALEENABLE] = 1;
     s.render[rs::POINTSCALEA] = s.render[rs::POINTSCALEB] = FloatBits(2), s.render[rs::POINTSCALEC] = FloatBits(4);
-    expectSize(16, "0.5 of 64 rows over the square root of a + b * 0.5 + c * 0.25");
+    EXPECT_EQ(countPixels(), 16 * 16) << "0.5 of 64 rows over the square root of a + b * 0.5 + c * 0.25";
 }

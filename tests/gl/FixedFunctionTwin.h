@@ -9,7 +9,6 @@
 #include <array>
 #include <bit>
 #include <cmath>
-#include <functional>
 #include <valarray>
 
 namespace qk3d::gltest {
@@ -34,16 +33,14 @@ struct Pixel {
     Colour colour = {};
 };
 
-/// Gives the texel at (u, v) of a stage's texture.
-using Sampler = std::function<Colour(unsigned stage, double u, double v)>;
-
 class FixedFunctionTwin {
 public:
     FixedFunctionTwin(gl::FixedState const& state, gl::VertexFeatures const& features, Vertex const& vertex)
         : s(state), f(features), v(vertex) {}
 
-    /// What the vertex drawn as a point gives to a pixel of a target of floats.
-    Pixel Evaluate(Sampler const& sample) {
+    /// What the vertex drawn as a point gives to a pixel of a target of floats. `sample` gives the texel at a place of a
+    /// stage's texture.
+    Pixel Evaluate(auto const& sample) {
         RunVertex();
         Pixel out;
         out.undecided = std::abs(m_clip[0]) >= m_clip[3] || std::abs(m_clip[1]) >= m_clip[3] || m_clip[2] <= 0 ||

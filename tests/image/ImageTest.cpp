@@ -75,9 +75,7 @@ TEST(Image, ReadsEveryKindOfFileAndRefusesItCutOffAnywhere) {
         DecodedImage image;
         std::string reason;
         ASSERT_TRUE(DecodeImage(file.data(), file.size(), image, &reason)) << row.name << reason;
-        EXPECT_EQ(image.width, kWidth) << row.name;
-        EXPECT_EQ(image.height, kHeight) << row.name;
-        EXPECT_EQ(image.format, row.format) << row.name;
+        EXPECT_TRUE(image.width == kWidth && image.height == kHeight && image.format == row.format) << row.name;
         for (unsigned int x = 0; x < kWidth; ++x)
             for (unsigned int y = 0; y < kHeight; ++y)
                 for (int shift = 0; shift < 32; shift += 8)
@@ -147,8 +145,7 @@ TEST(Image, KeepsTheFormatAndTheLevelsOfDds) {
         DecodedImage image;
         ASSERT_TRUE(DecodeImage(file.data(), file.size(), image)) << row.format;
         EXPECT_EQ(image.format, row.format);
-        ASSERT_EQ(image.levels.size(), 3u) << row.format;
-        EXPECT_EQ(image.levels[1].width, 3u) << row.format;
+        EXPECT_TRUE(image.levels.size() == 3 && image.levels[1].width == 3) << row.format;
         EXPECT_EQ(image.bytes, data) << row.format;
     }
 }
