@@ -12,9 +12,9 @@ inline constexpr int kMaxJsonDepth = 256;
 
 /// Parses one JSON document given in narrow text; the strings of the result are UTF-8. Comments are allowed. Refused
 /// are: text that is not GBK, anything behind the document, a root that is a bare value, a key given twice, a comma
-/// with nothing behind it, a number that is not in JSON form or too large for a double, half a pair of surrogates, nesting
-/// over kMaxJsonDepth, and a zero byte. False leaves `root` null. Never throws but for want of memory, and the C++ locale of
-/// the host makes no difference.
+/// with nothing behind it, a number that is not in JSON form or too large for a double, nesting over kMaxJsonDepth,
+/// and a zero byte. False leaves `root` null. Never throws but for want of memory, and the C++ locale of the host
+/// makes no difference.
 QKLIB_API bool ParseJson(string const& text, Json::Value& root);
 
 /// The member or element, or a null value if there is none or `value` is no object (no list).
