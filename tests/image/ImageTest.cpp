@@ -33,7 +33,8 @@ File Sample(std::string const& name) {
 
 template <class T>
 File Patched(File file, std::size_t at, std::vector<T> const& values) {
-    std::memcpy(file.data() + at, values.data(), values.size() * sizeof(T));
+    auto const* from = reinterpret_cast<std::uint8_t const*>(values.data());
+    for (std::size_t i = 0; i < values.size() * sizeof(T); ++i) file.at(at + i) = from[i];
     return file;
 }
 
