@@ -95,7 +95,13 @@ void CRenderTarget::_DeleteViewport(CViewport* viewport) {
 
 // An item knows its targets, so that it can leave them when it dies first.
 void CRenderTarget::AddOverlayItem(COverlayItem* item) {
-    if (item && m_overlayItems.insert(item).second) item->_NotifyRenderTargetAdd(this);
+    if (!item || !m_overlayItems.insert(item).second) return;
+    try {
+        item->_NotifyRenderTargetAdd(this);
+    } catch (...) { // of memory there is none: both know each other, or neither
+        m_overlayItems.erase(item);
+        throw;
+    }
 }
 
 void CRenderTarget::RemoveOverlayItem(COverlayItem* item) {
