@@ -3,6 +3,7 @@
 #include "TempFolder.h"
 #include "TestLog.h"
 #include "TestProcessor.h"
+#include "TestStore.h"
 #include "TestZip.h"
 
 using namespace qk3d;
@@ -72,6 +73,25 @@ TEST(MemFileSystem, TakesBlocksOverAndGivesCopies) {
     EXPECT_EQ(ReadAll(store, L"f"), "abcd");
     EXPECT_TRUE(store.DeleteFileA("f"));
     EXPECT_FALSE(store.DeleteFileA("f"));
+}
+
+TEST(MemFileSystem, FeedsTheViewersScriptsToTheirResources) {
+    auto store = std::make_unique<CMemFileSystem>();
+    std::vector<string> scripts;
+    for (char const* const folder : {"materials", "programs"})
+        for (auto const& file : std::filesystem::directory_iterator(QK3D_SOURCE_DIR "/demo/"s + folder)) {
+            string const name = file.path().filename().string();
+            WriteFile(*store, name, TempFolder::Read(file.path()));
+            if (name.ends_with(".json")) scripts.push_back(name);
+        }
+    CTestLog const log;
+    CTestStore const searched(store.release());
+    for (string const& name : scripts) {
+        _ResourceSharePtr<CMaterial> material =
+            CQK3DMain::GetResourceSystem().CreateResource("CMaterial", name, "", false, NoLoader());
+        EXPECT_TRUE(material && material->Load() && material->GetTechnique(0)->GetPassNum() > 0) << name;
+    }
+    EXPECT_GE(scripts.size(), 10u);
 }
 
 TEST_F(PackageTest, AFileIsFoundByItsKeyAndByItsAbsolutePath) {
