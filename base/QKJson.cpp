@@ -3,7 +3,6 @@
 #include "PlatformCodePage.h"
 #include <algorithm>
 #include <array>
-#include <cmath>
 #include <json/reader.h>
 #include <limits>
 #include <locale>

@@ -1,21 +1,11 @@
 // QK3DBlockPoolInternal.h: memory for the many objects of one class that are walked over every frame.
 #pragma once
 
+#include "PlatformSanitizer.h"
 #include "QK3DPrefetchInternal.h"
 #include <cstddef>
 #include <cstdint>
 #include <new>
-
-#if defined(__SANITIZE_ADDRESS__)
-#define QK3D_POOLS 0 // each object in a block of its own: whoever uses one that is gone is found out
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define QK3D_POOLS 0
-#endif
-#endif
-#ifndef QK3D_POOLS
-#define QK3D_POOLS 1
-#endif
 
 namespace qk3d {
 /// Objects of `kSize` bytes, made one after the other, lie side by side, each at the beginning of a cache line: a walk in
@@ -26,7 +16,7 @@ template <std::size_t kSize>
 class BlockPool {
 public:
     void* Take(std::size_t size) {
-        if (!QK3D_POOLS || size != kSize) return ::operator new(size);
+        if (!IsOurs(size)) return ::operator new(size);
         if (!m_open) AddSlab();
         Slab* const slab = m_open;
         Block* block = slab->free;
@@ -40,7 +30,7 @@ public:
     }
 
     void Give(void* memory, std::size_t size) noexcept {
-        if (!QK3D_POOLS || size != kSize) return ::operator delete(memory);
+        if (!IsOurs(size)) return ::operator delete(memory);
         auto* const block = static_cast<Block*>(memory);
         Slab* const slab = block->slab;
         if (slab->used-- == kBlocks) Link(slab);
@@ -53,6 +43,9 @@ public:
 
 private:
     static constexpr unsigned int kBlocks = 64;
+
+    // Where the sanitizer watches each object has a block of its own: whoever uses one that is gone is found out.
+    static constexpr bool IsOurs(std::size_t size) { return size == kSize && !QK_HAS_ADDRESS_SANITIZER; }
 
     struct Slab;
     struct Block {

@@ -70,9 +70,7 @@ void CQueueRenderableCollection::Render(CRenderSystem* renderSystem, long long t
         renderSystem->SetWorldMatrix(world);
         entry.renderable->GetRenderOperation(operation);
         renderSystem->Render(operation);
-        entry.renderable->_PostRenderImpl(renderSystem, time); // PostRender, with the watch that stands here anyway
-        if (!entryWatch.IsDead() && !entry.renderable->m_renderListeners.IsEmpty())
-            entry.renderable->_NotifyPostRenderListener(renderSystem);
+        entry.renderable->_PostRender(renderSystem, time, entryWatch);
     }
 }
 

@@ -4,6 +4,7 @@
 #include "QK3DResourceManager.h"
 #include "QK3DStateBlock.h"
 #include "QK3DStateNames.h"
+#include <array>
 
 namespace qk3d {
 class CRenderSystem;
@@ -37,7 +38,6 @@ public:
     /// unknown word, leaves the state as it was.
 #define ROW(number, NAME, Setter, reader) void Set##Setter(Json::Value const& value);
 #include "QK3DRenderStateTable.inl"
-#include <array>
 
     /// Reads the members of an object that are names of states (case and blanks around them don't matter) and skips
     /// the others. False if `value` is no object.

@@ -17,9 +17,7 @@ bool CRenderableObject::_PerRenderImpl(CRenderSystem*, long long) { return true;
 void CRenderableObject::_PostRenderImpl(CRenderSystem*, long long) {}
 
 void CRenderableObject::PostRender(CRenderSystem* renderSystem, long long time) {
-    CLifeWatch const watch(m_life);
-    _PostRenderImpl(renderSystem, time);
-    if (!watch.IsDead() && !m_renderListeners.IsEmpty()) _NotifyPostRenderListener(renderSystem);
+    _PostRender(renderSystem, time, CLifeWatch(m_life));
 }
 
 void CRenderableObject::Render(CRenderSystem* renderSystem, long long time) {

@@ -64,6 +64,11 @@ protected:
     /// False when a listener destroyed this object.
     bool _NotifyPerRenderListener(CRenderSystem* renderSystem);
     bool _NotifyPostRenderListener(CRenderSystem* renderSystem);
+    /// `PostRender` under a watch on this object that stands anyway.
+    void _PostRender(CRenderSystem* renderSystem, long long time, CLifeWatch const& watch) {
+        _PostRenderImpl(renderSystem, time);
+        if (!watch.IsDead() && !m_renderListeners.IsEmpty()) _NotifyPostRenderListener(renderSystem);
+    }
 
     bool m_visible = true;
     CListenerList<CRenderListener> m_renderListeners;

@@ -99,7 +99,6 @@ protected:
     ResourceMap m_resources; // each handle is one of the counted ones
 
 private:
-
     string _GenerateName() const;
     void _DropAfter(ResourceSharePtr const& resource, bool (CResource::*lastStep)());
     void _DestroyMiscounted(ResourceSharePtr const& resource);

@@ -4,6 +4,7 @@
 #include "QK3DResourceManager.h"
 #include "QK3DStateBlock.h"
 #include "QK3DStateNames.h"
+#include <array>
 
 namespace qk3d {
 class CRenderSystem;
@@ -40,7 +41,6 @@ public:
 
 #define ROW(number, NAME, Setter, reader) void Set##Setter(Json::Value const& value);
 #include "QK3DSamplerStateTable.inl"
-#include <array>
 
     bool SetFromParameter(Json::Value const& value) override;
 

@@ -8,8 +8,7 @@
 
 namespace qk3d {
 namespace {
-// How many children before its turn one is fetched, and how much of it an update wants.
-constexpr unsigned int kAhead = 8;
+// How much of a node an update wants.
 constexpr std::size_t kHotBytes = 3 * kCacheLine;
 } // namespace
 
@@ -98,7 +97,7 @@ inline CSceneNode* CSceneNode::UpdateLeaves(unsigned int& next, bool changed) {
     CSceneNode* child = nullptr;
     unsigned int at = next;
     for (; at < childNum && !child; ++at) {
-        if (at + kAhead < childNum) Prefetch(children[at + kAhead], kHotBytes);
+        if (at + kPrefetchAhead < childNum) Prefetch(children[at + kPrefetchAhead], kHotBytes);
         CSceneNode* const candidate = children[at];
         if (!candidate->m_isListed) continue;
         if (candidate->IsSilentLeaf())
@@ -116,7 +115,7 @@ inline CSceneNode* CSceneNode::UpdateLeaves(unsigned int& next, bool changed) {
             if (!second->m_attachedObjects.IsEmpty()) Prefetch(second->m_attachedObjects[0], kObjectBytes);
         }
         CPointerList<CSceneNode> const& cousins = children[at]->m_children;
-        for (unsigned int i = 0; i < kAhead && i < cousins.GetSize(); ++i) Prefetch(cousins[i], kHotBytes);
+        for (unsigned int i = 0; i < kPrefetchAhead && i < cousins.GetSize(); ++i) Prefetch(cousins[i], kHotBytes);
     }
     return child;
 }

@@ -20,13 +20,6 @@ unsigned int DueOfEight(long long const* times, long long limit) {
     return due;
 }
 
-// Asks for memory that is read soon. Compilers without the request do without it.
-void Prefetch([[maybe_unused]] void const* address) {
-#if defined(__GNUC__)
-    __builtin_prefetch(address);
-#endif
-}
-
 template <class T>
 void InsertAt(T* list, int count, int index, T const& value) {
     std::copy_backward(list + index, list + count, list + count + 1);
@@ -199,8 +192,8 @@ void CTimerAliveEvents::LookAhead(CCursor& cursor, long long limit) {
         for (; at < m_blocks.size() && blockCount < cursor.m_ahead; ++at) {
             if (m_earliest[at] > limit) continue;
             blocks[blockCount++] = at;
-            Prefetch(m_blocks[at]->groupEarliest);
-            Prefetch(&m_blocks[at]->count);
+            Prefetch(m_blocks[at]->groupEarliest, kCacheLine);
+            Prefetch(&m_blocks[at]->count, sizeof Block::count);
         }
         cursor.m_from = {at, 0}; // unless a later round does not come to its end
 
@@ -215,8 +208,8 @@ void CTimerAliveEvents::LookAhead(CCursor& cursor, long long limit) {
             for (unsigned int due = DueOfEight(block.groupEarliest, limit); due; due &= due - 1) {
                 int const first = std::countr_zero(due) * kGroupSize;
                 groups[groupCount++] = {blocks[i], first};
-                Prefetch(block.wakeTimes + first);
-                Prefetch(block.events + first);
+                Prefetch(block.wakeTimes + first, kCacheLine);
+                Prefetch(block.events + first, kCacheLine);
             }
         }
 
@@ -230,8 +223,7 @@ void CTimerAliveEvents::LookAhead(CCursor& cursor, long long limit) {
             for (unsigned int due = DueOfEight(block.wakeTimes + first, limit); due; due &= due - 1) {
                 int const index = first + std::countr_zero(due);
                 if (index >= block.count || (number == from.block && index < from.index)) continue;
-                char const* const event = reinterpret_cast<char const*>(block.events[index]);
-                for (std::size_t line = 0; line < sizeof(CTimerEvent); line += 64) Prefetch(event + line);
+                Prefetch(block.events[index], sizeof(CTimerEvent));
                 cursor.m_places[cursor.m_count] = {number, index};
                 cursor.m_events[cursor.m_count++] = block.events[index];
             }

@@ -1,6 +1,7 @@
 // QK3DTimerAliveInternal.h: the living events of a timer, in order, with a quick way to those that are due.
 #pragma once
 
+#include "QK3DPrefetchInternal.h"
 #include "QK3DTimer.h"
 
 namespace qk3d {
@@ -12,8 +13,6 @@ namespace qk3d {
 /// A walk finds several due events ahead and asks the processor for their memory: with many events that come up rarely,
 /// waiting for each of them in turn takes most of the time.
 class CTimerAliveEvents {
-public:
-private:
     struct Place {
         std::uint32_t block;
         std::int32_t index;
@@ -56,7 +55,7 @@ private:
     static constexpr int kGroupSize = 8;
     static constexpr int kBlockSize = 8 * kGroupSize;
 
-    struct alignas(64) Block {
+    struct alignas(kCacheLine) Block {
         long long groupEarliest[kBlockSize / kGroupSize]; // exact, unless it is stale
         long long wakeTimes[kBlockSize];                  // those behind the last event are never due
         CTimerEvent* events[kBlockSize];

@@ -5,15 +5,6 @@
 #include <cstdlib>
 #include <gtest/gtest.h>
 
-/// For what a test cannot do without: where that is not installed the test is skipped, but not where CI is "true" and all
-/// packages of packages.txt are there.
-#define QK3D_NEEDS(isThere, what)                                                                                      \
-    if (!(isThere)) {                                                                                                  \
-        if (char const* const ci = std::getenv("CI"); ci && ci == std::string("true"))                                 \
-            FAIL() << what << " is missing";                                                                           \
-        GTEST_SKIP() << what << " is missing";                                                                         \
-    }
-
 struct ShellResult {
     int code;           // the exit status
     std::string output; // both streams

@@ -48,7 +48,7 @@ constexpr char kBox[] = "v 0 0 0\nv 1 0 0\nv 0 1 0\nv 0 0 1\nf 1 3 2\nf 1 2 4\nf
 } // namespace
 
 TEST_F(View, TheSameDemoDrawsTheSamePictureFromFoldersAndFromAPackage) {
-    QK3D_NEEDS(CopyDemo(), "the demo's models");
+    ASSERT_TRUE(CopyDemo()) << "the demo's models are not installed";
     std::string const size = " --size 320x180 --frames 3 --out ";
     for (char const* name : {"one.png", "two.png", "three.png --time-step 0.5"})
         RunWell("--scene demo/demo.json" + size + name);
@@ -124,7 +124,7 @@ TEST_F(View, FileNamesBeyondAsciiWork) {
 }
 
 TEST_F(View, ATraceOfTheDemoDiffersFromFrameToFrameInWhatMovesOnly) {
-    QK3D_NEEDS(CopyDemo(), "the demo's models");
+    ASSERT_TRUE(CopyDemo()) << "the demo's models are not installed";
     // All of the demo but its emitters, whose particles come and go.
     Json::Value demo = qk3d::Parse(File("demo/demo.json"));
     demo.removeMember("Emitters");
@@ -157,7 +157,7 @@ TEST_F(View, ATraceOfTheDemoDiffersFromFrameToFrameInWhatMovesOnly) {
 }
 
 TEST_F(View, AWindowShowsWhatThePictureShowsAndFollowsMouseAndKeys) {
-    QK3D_NEEDS(Shell(m_folder, "command -v Xvfb && command -v xdotool").code == 0, "Xvfb or xdotool");
+    ASSERT_EQ(Shell(m_folder, "command -v Xvfb && command -v xdotool").code, 0) << "not both are installed";
     m_folder.Write("box.obj", kBox);
     RunWell("--model box.obj --size 320x240 --frames 3 --out picture.png");
     EXPECT_GT(CountColours("picture.png", 320, 240), 3u);

@@ -5,6 +5,7 @@
 #include "ImportFiles.h"
 #include "ImportGeometry.h"
 #include "ImportSurfaces.h"
+#include "PlatformSanitizer.h"
 #include <assimp/DefaultLogger.hpp>
 #include <assimp/Importer.hpp>
 #include <assimp/postprocess.h>
@@ -17,16 +18,8 @@ namespace {
 using namespace qk3d::models;
 
 constexpr unsigned int kSeconds = 60;
-#if defined(__has_feature)
-#define QK3D_HAS_SANITIZER __has_feature(address_sanitizer)
-#elif defined(__SANITIZE_ADDRESS__)
-#define QK3D_HAS_SANITIZER 1
-#endif
-#if QK3D_HAS_SANITIZER
-constexpr unsigned int kMegabytes = 0; // it reserves more than any limit would allow, and brings limits of its own
-#else
-constexpr unsigned int kMegabytes = 4096;
-#endif
+// The sanitizer reserves more than any limit would allow, and brings limits of its own.
+constexpr unsigned int kMegabytes = QK_HAS_ADDRESS_SANITIZER ? 0 : 4096;
 
 constexpr unsigned int kSteps = aiProcess_Triangulate | aiProcess_SortByPType | aiProcess_JoinIdenticalVertices |
                                 aiProcess_GenSmoothNormals | aiProcess_ImproveCacheLocality |
@@ -80,7 +73,7 @@ bool Import(qklib::platform::CProcessLine& line, std::string const& path, ModelS
 }
 } // namespace
 
-#if QK3D_HAS_SANITIZER
+#if QK_HAS_ADDRESS_SANITIZER
 extern "C" [[gnu::visibility("default")]] char const* __asan_default_options();
 extern "C" char const* __asan_default_options() { return "max_allocation_size_mb=4096:hard_rss_limit_mb=4096"; }
 #endif
